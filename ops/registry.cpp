@@ -1,0 +1,17 @@
+#include "ops/registry.h"
+
+#include "shell/operation.h"
+
+namespace sheaflow::ops {
+
+const Procedures* find_procedures(std::string_view category, std::string_view key_name) {
+    std::string_view base = category;
+    std::string_view prefix = shell::kAllSheetsPrefix;
+    if (base.substr(0, prefix.size()) == prefix) base.remove_prefix(prefix.size());
+    for (auto table : {cell_procedures(), sheet_procedures(), book_procedures(), tool_procedures()})
+        for (const Procedures& p : table)
+            if (p.category == base && p.key_name == key_name) return &p;
+    return nullptr;
+}
+
+}  // namespace sheaflow::ops

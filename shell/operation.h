@@ -1,0 +1,66 @@
+#pragma once
+// The operation declaration: one catalogue entry written as data. Everything else (parameter
+// files, the GUI pane, `sheaflow params` and `--set`, dispatch) follows from it.
+
+#include <string>
+#include <vector>
+
+namespace sheaflow::shell {
+
+inline constexpr const char* kSeparator10 = "──────────";
+inline constexpr const char* kSeparator5 = "─────";
+inline constexpr const char* kAllSheetsPrefix = "すべてのシート_";
+
+enum class FieldKind {
+    Text,         // a plain text box
+    HistoryText,  // a text box with a drop-down of up to 40 earlier entries (Cmb_Control)
+    Check,        // a check box: "0" or "1"
+    Option,       // a group of option buttons: one of `choices` (its key), or "" for none
+    Row,          // a row number box (mask "#####")
+    Column,       // a column letters box
+    Address,      // a cell or range address
+    Number,       // a numeric box
+    Folder,       // a folder path with a chooser
+    File,         // a file path with a chooser
+    SheetList,    // a list of sheet names with multiple selection (values joined by "\t")
+};
+
+struct Choice {
+    std::string key;      // stable ASCII value word used by --set and the parameter file
+    std::string caption;  // Japanese caption of the option button
+};
+
+struct Field {
+    std::string key;  // stable ASCII key (--set key=value)
+    FieldKind kind = FieldKind::Text;
+    std::string caption;        // Japanese caption
+    std::string default_value;  // design-time default
+    std::vector<Choice> choices;  // option groups only
+    // For HistoryText: which history file of the operation holds its entries (0-based index
+    // into the operation's history files); -1 for none.
+    int history = -1;
+    // On reading, doubled double quotes are reduced to one (the search text of 文字列置換...).
+    bool reduce_quotes = false;
+};
+
+struct OperationDecl {
+    std::string category;  // "セル", "すべてのシート_セル", ...
+    std::string name;      // display name exactly as listed, or a separator
+    std::string key_name;  // upper-cased name that dispatch compares
+    std::string proc;      // procedure-safe stem: "セル_文字列置換"
+    // Parameter files in the order Text_Update handles them: the main file first (empty when
+    // the operation has none), then its history files.
+    std::string main_file;
+    std::vector<std::string> history_files;
+    bool plain = false;  // main file written plainly (print statement) instead of quoted
+    std::vector<Field> fields;  // pane fields in pane order = main file line order
+
+    bool is_separator() const { return name.rfind("─", 0) == 0; }
+    const Field* field(std::string_view key) const {
+        for (const Field& f : fields)
+            if (f.key == key) return &f;
+        return nullptr;
+    }
+};
+
+}  // namespace sheaflow::shell

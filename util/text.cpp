@@ -1,0 +1,396 @@
+#include "util/text.h"
+
+#include <unicode/ucnv.h>
+
+#include <memory>
+
+namespace sheaflow::text {
+namespace {
+
+struct ConverterClose {
+    void operator()(UConverter* c) const { ucnv_close(c); }
+};
+using Converter = std::unique_ptr<UConverter, ConverterClose>;
+
+// "windows-31j" opens ICU's ibm-943_P15A-2003 table, which maps like Windows code page 932.
+Converter open_cp932() {
+    UErrorCode status = U_ZERO_ERROR;
+    Converter conv(ucnv_open("windows-31j", &status));
+    if (U_FAILURE(status)) return nullptr;
+    return conv;
+}
+
+bool decode_utf8_at(std::string_view s, std::size_t& i, char32_t& out) {
+    auto b = static_cast<unsigned char>(s[i]);
+    int extra;
+    char32_t cp;
+    if (b < 0x80) { out = b; ++i; return true; }
+    if ((b & 0xE0) == 0xC0) { extra = 1; cp = b & 0x1F; }
+    else if ((b & 0xF0) == 0xE0) { extra = 2; cp = b & 0x0F; }
+    else if ((b & 0xF8) == 0xF0) { extra = 3; cp = b & 0x07; }
+    else return false;
+    if (i + extra >= s.size()) return false;
+    for (int k = 1; k <= extra; ++k) {
+        auto c = static_cast<unsigned char>(s[i + k]);
+        if ((c & 0xC0) != 0x80) return false;
+        cp = (cp << 6) | (c & 0x3F);
+    }
+    static constexpr char32_t min_for[] = {0, 0x80, 0x800, 0x10000};
+    if (cp < min_for[extra] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
+    out = cp;
+    i += extra + 1;
+    return true;
+}
+
+// Half-width katakana U+FF61..U+FF9F to full-width, in table order.
+constexpr char32_t kHalfKanaToFull[] = {
+    U'。', U'「', U'」', U'、', U'・', U'ヲ', U'ァ', U'ィ', U'ゥ', U'ェ', U'ォ', U'ャ', U'ュ', U'ョ', U'ッ',
+    U'ー', U'ア', U'イ', U'ウ', U'エ', U'オ', U'カ', U'キ', U'ク', U'ケ', U'コ', U'サ', U'シ', U'ス', U'セ',
+    U'ソ', U'タ', U'チ', U'ツ', U'テ', U'ト', U'ナ', U'ニ', U'ヌ', U'ネ', U'ノ', U'ハ', U'ヒ', U'フ', U'ヘ',
+    U'ホ', U'マ', U'ミ', U'ム', U'メ', U'モ', U'ヤ', U'ユ', U'ヨ', U'ラ', U'リ', U'ル', U'レ', U'ロ', U'ワ',
+    U'ン', U'゛', U'゜'};
+
+bool is_half_kana(char32_t c) { return c >= 0xFF61 && c <= 0xFF9F; }
+
+// Full-width kana with its voiced (dakuten) or semi-voiced (handakuten) mark applied, or 0.
+char32_t voiced(char32_t base, char32_t mark) {
+    if (mark == 0xFF9E) {
+        if (base == U'ウ') return U'ヴ';
+        if ((base >= U'カ' && base <= U'ト' && (base - U'カ') % 2 == 0 && base != U'ッ') ||
+            (base >= U'ハ' && base <= U'ホ' && (base - U'ハ') % 3 == 0))
+            return base + 1;
+        if (base == U'ツ' || base == U'テ' || base == U'ト') return base + 1;
+    }
+    if (mark == 0xFF9F && base >= U'ハ' && base <= U'ホ' && (base - U'ハ') % 3 == 0) return base + 2;
+    return 0;
+}
+
+}  // namespace
+
+std::u32string to_u32(std::string_view s) {
+    std::u32string out;
+    out.reserve(s.size());
+    std::size_t i = 0;
+    while (i < s.size()) {
+        char32_t c;
+        if (decode_utf8_at(s, i, c)) {
+            out.push_back(c);
+        } else {
+            out.push_back(0xFFFD);
+            ++i;
+        }
+    }
+    return out;
+}
+
+std::string to_utf8(char32_t c) {
+    std::string out;
+    if (c < 0x80) {
+        out += static_cast<char>(c);
+    } else if (c < 0x800) {
+        out += static_cast<char>(0xC0 | (c >> 6));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += static_cast<char>(0xE0 | (c >> 12));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (c >> 18));
+        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+    return out;
+}
+
+std::string to_utf8(std::u32string_view s) {
+    std::string out;
+    out.reserve(s.size());
+    for (char32_t c : s) out += to_utf8(c);
+    return out;
+}
+
+bool is_valid_utf8(std::string_view s) {
+    std::size_t i = 0;
+    char32_t c;
+    while (i < s.size())
+        if (!decode_utf8_at(s, i, c)) return false;
+    return true;
+}
+
+std::size_t length(std::string_view s) {
+    std::size_t n = 0;
+    for (char ch : s)
+        if ((static_cast<unsigned char>(ch) & 0xC0) != 0x80) ++n;
+    return n;
+}
+
+namespace {
+// Byte offset of character `index` (clamped to the end).
+std::size_t byte_offset(std::string_view s, std::size_t index) {
+    std::size_t n = 0;
+    for (std::size_t i = 0; i < s.size(); ++i) {
+        if ((static_cast<unsigned char>(s[i]) & 0xC0) != 0x80) {
+            if (n == index) return i;
+            ++n;
+        }
+    }
+    return s.size();
+}
+}  // namespace
+
+std::string mid(std::string_view s, std::size_t start, std::size_t count) {
+    std::size_t b = byte_offset(s, start);
+    if (count == std::string::npos) return std::string(s.substr(b));
+    std::size_t e = b + byte_offset(s.substr(b), count);
+    return std::string(s.substr(b, e - b));
+}
+
+std::string left(std::string_view s, std::size_t count) { return mid(s, 0, count); }
+
+std::string right(std::string_view s, std::size_t count) {
+    std::size_t n = length(s);
+    return count >= n ? std::string(s) : mid(s, n - count);
+}
+
+std::size_t find(std::string_view s, std::string_view what, std::size_t start_char) {
+    std::size_t b = byte_offset(s, start_char);
+    std::size_t pos = s.find(what, b);
+    if (pos == std::string_view::npos) return std::string::npos;
+    return length(s.substr(0, pos));
+}
+
+std::string to_cp932(std::string_view utf8, char substitute) {
+    Converter conv = open_cp932();
+    std::string out;
+    if (!conv) return out;
+    const char sub[1] = {substitute};
+    UErrorCode status = U_ZERO_ERROR;
+    ucnv_setSubstChars(conv.get(), sub, 1, &status);
+    std::u32string cps = to_u32(utf8);
+    out.reserve(utf8.size());
+    char buf[8];
+    for (char32_t c : cps) {
+        UChar u16[2];
+        int32_t n16 = 0;
+        if (c < 0x10000) {
+            u16[n16++] = static_cast<UChar>(c);
+        } else {
+            u16[n16++] = static_cast<UChar>(0xD800 + ((c - 0x10000) >> 10));
+            u16[n16++] = static_cast<UChar>(0xDC00 + ((c - 0x10000) & 0x3FF));
+        }
+        status = U_ZERO_ERROR;
+        int32_t len = ucnv_fromUChars(conv.get(), buf, sizeof buf, u16, n16, &status);
+        // ICU's own substitution for this table is two bytes (0xFCFC); one unmappable character
+        // becomes one substitute, as the spreadsheet application writes it.
+        if (U_FAILURE(status) || (len == 2 && static_cast<unsigned char>(buf[0]) == 0xFC &&
+                                  static_cast<unsigned char>(buf[1]) == 0xFC && c != 0xFCFC)) {
+            out += substitute;
+        } else {
+            out.append(buf, static_cast<std::size_t>(len));
+        }
+    }
+    return out;
+}
+
+bool from_cp932(std::string_view bytes, std::string& out) {
+    out.clear();
+    Converter conv = open_cp932();
+    if (!conv) return false;
+    UErrorCode status = U_ZERO_ERROR;
+    ucnv_setToUCallBack(conv.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
+    if (U_FAILURE(status)) return false;
+    std::u16string u16(bytes.size() + 1, u'\0');
+    status = U_ZERO_ERROR;
+    int32_t n = ucnv_toUChars(conv.get(), reinterpret_cast<UChar*>(u16.data()),
+                              static_cast<int32_t>(u16.size()), bytes.data(),
+                              static_cast<int32_t>(bytes.size()), &status);
+    if (U_FAILURE(status)) return false;
+    u16.resize(static_cast<std::size_t>(n));
+    std::u32string cps;
+    cps.reserve(u16.size());
+    for (std::size_t i = 0; i < u16.size(); ++i) {
+        char32_t c = u16[i];
+        if (c >= 0xD800 && c <= 0xDBFF && i + 1 < u16.size()) {
+            c = 0x10000 + ((c - 0xD800) << 10) + (u16[i + 1] - 0xDC00);
+            ++i;
+        }
+        cps.push_back(c);
+    }
+    out = to_utf8(cps);
+    return true;
+}
+
+bool is_valid_cp932(std::string_view bytes) {
+    std::string ignored;
+    return from_cp932(bytes, ignored);
+}
+
+bool decode_file_text(std::string_view bytes, std::string& out) {
+    if (bytes.substr(0, 3) == "\xEF\xBB\xBF") {
+        out = std::string(bytes.substr(3));
+        return is_valid_utf8(out);
+    }
+    if (from_cp932(bytes, out)) return true;
+    if (is_valid_utf8(bytes)) {
+        out = std::string(bytes);
+        return true;
+    }
+    out.clear();
+    return false;
+}
+
+std::string upper(std::string_view s) {
+    std::u32string cps = to_u32(s);
+    for (char32_t& c : cps) {
+        if (c >= U'a' && c <= U'z') c -= 32;
+        else if (c >= U'ａ' && c <= U'ｚ') c -= 32;
+    }
+    return to_utf8(cps);
+}
+
+std::string lower(std::string_view s) {
+    std::u32string cps = to_u32(s);
+    for (char32_t& c : cps) {
+        if (c >= U'A' && c <= U'Z') c += 32;
+        else if (c >= U'Ａ' && c <= U'Ｚ') c += 32;
+    }
+    return to_utf8(cps);
+}
+
+std::string widen(std::string_view s) {
+    std::u32string in = to_u32(s), out;
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        char32_t c = in[i];
+        if (c == U' ') {
+            out.push_back(0x3000);
+        } else if (c >= 0x21 && c <= 0x7E) {
+            out.push_back(c + 0xFEE0);
+        } else if (is_half_kana(c)) {
+            char32_t full = kHalfKanaToFull[c - 0xFF61];
+            if (i + 1 < in.size()) {
+                if (char32_t v = voiced(full, in[i + 1])) {
+                    out.push_back(v);
+                    ++i;
+                    continue;
+                }
+            }
+            out.push_back(full);
+        } else {
+            out.push_back(c);
+        }
+    }
+    return to_utf8(out);
+}
+
+std::string narrow(std::string_view s) {
+    std::u32string in = to_u32(s), out;
+    for (char32_t c : in) {
+        if (c == 0x3000) {
+            out.push_back(U' ');
+        } else if (c >= 0xFF01 && c <= 0xFF5E) {
+            out.push_back(c - 0xFEE0);
+        } else {
+            bool done = false;
+            for (char32_t h = 0xFF61; h <= 0xFF9F && !done; ++h) {
+                char32_t full = kHalfKanaToFull[h - 0xFF61];
+                if (full == c) {
+                    out.push_back(h);
+                    done = true;
+                } else if (voiced(full, 0xFF9E) == c) {
+                    out.push_back(h);
+                    out.push_back(0xFF9E);
+                    done = true;
+                } else if (voiced(full, 0xFF9F) == c) {
+                    out.push_back(h);
+                    out.push_back(0xFF9F);
+                    done = true;
+                }
+            }
+            if (!done) out.push_back(c);
+        }
+    }
+    return to_utf8(out);
+}
+
+std::string to_katakana(std::string_view s) {
+    std::u32string cps = to_u32(s);
+    for (char32_t& c : cps)
+        if (c >= 0x3041 && c <= 0x3096) c += 0x60;
+    return to_utf8(cps);
+}
+
+std::u32string fold_width(std::u32string_view in) {
+    std::u32string out;
+    out.reserve(in.size());
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        char32_t c = in[i];
+        if (c == 0x3000) {
+            out.push_back(U' ');
+        } else if (c >= 0xFF01 && c <= 0xFF5E) {
+            out.push_back(c - 0xFEE0);
+        } else if (is_half_kana(c)) {
+            char32_t full = kHalfKanaToFull[c - 0xFF61];
+            if (i + 1 < in.size()) {
+                if (char32_t v = voiced(full, in[i + 1])) {
+                    out.push_back(v);
+                    ++i;
+                    continue;
+                }
+            }
+            out.push_back(full);
+        } else {
+            out.push_back(c);
+        }
+    }
+    return out;
+}
+
+std::string trim(std::string_view s) {
+    std::size_t b = s.find_first_not_of(" \t");
+    if (b == std::string_view::npos) return {};
+    std::size_t e = s.find_last_not_of(" \t");
+    return std::string(s.substr(b, e - b + 1));
+}
+
+std::vector<std::string> split(std::string_view s, std::string_view sep) {
+    std::vector<std::string> out;
+    if (sep.empty()) {
+        out.emplace_back(s);
+        return out;
+    }
+    std::size_t start = 0;
+    while (true) {
+        std::size_t pos = s.find(sep, start);
+        if (pos == std::string_view::npos) {
+            out.emplace_back(s.substr(start));
+            return out;
+        }
+        out.emplace_back(s.substr(start, pos - start));
+        start = pos + sep.size();
+    }
+}
+
+std::string replace_all(std::string_view s, std::string_view what, std::string_view with) {
+    if (what.empty()) return std::string(s);
+    std::string out;
+    std::size_t start = 0;
+    while (true) {
+        std::size_t pos = s.find(what, start);
+        if (pos == std::string_view::npos) break;
+        out.append(s.substr(start, pos - start));
+        out.append(with);
+        start = pos + what.size();
+    }
+    out.append(s.substr(start));
+    return out;
+}
+
+bool is_digits(std::string_view s) {
+    if (s.empty()) return false;
+    for (char c : s)
+        if (c < '0' || c > '9') return false;
+    return true;
+}
+
+}  // namespace sheaflow::text

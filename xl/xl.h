@@ -1,0 +1,294 @@
+#pragma once
+// The object model that the operations are written against: Application, Workbooks, Workbook,
+// Worksheet and Range, with the members and constants of the spreadsheet application's automation
+// interface that Sheaflow uses. The workbook engine (xl/native) implements it; tests may implement
+// it with fakes. Names follow the object model (Worksheets.Count is `worksheet_count()`, Range.Text
+// is `text()`); positions are 1-based as in the object model.
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "util/result.h"
+
+namespace sheaflow::xl {
+
+// Constants of the object model.
+inline constexpr int xlWorksheet = -4167;        // Worksheet.Type of an ordinary worksheet
+inline constexpr int xlChart = -4109;            // a chart sheet
+inline constexpr int xlExcel4MacroSheet = 3;     // an XLM macro sheet (listed in Worksheets)
+inline constexpr int xlDialogSheet = -4116;      // a dialog sheet
+inline constexpr int xlFormulas = -4123;
+inline constexpr int xlValues = -4163;
+inline constexpr int xlComments = -4144;
+inline constexpr int xlWhole = 1;
+inline constexpr int xlPart = 2;
+inline constexpr int xlByRows = 1;
+inline constexpr int xlByColumns = 2;
+inline constexpr int xlNext = 1;
+inline constexpr int xlPrevious = 2;
+inline constexpr int xlCSV = 6;
+inline constexpr int xlCurrentPlatformText = -4158;
+inline constexpr int xlOpenXMLWorkbook = 51;
+inline constexpr int xlOpenXMLWorkbookMacroEnabled = 52;
+inline constexpr int xlExcel8 = 56;
+inline constexpr int xlMinimized = -4140;
+inline constexpr int xlMaximized = -4137;
+inline constexpr int xlNormal = -4143;
+
+// An error value of a cell ("#N/A", "#DIV/0!", ...).
+struct CellError {
+    std::string code;
+    bool operator==(const CellError&) const = default;
+};
+// A date-time value: what Range.Value gives for a number shown with a date format.
+struct DateTime {
+    double serial = 0;  // days since 1899-12-30
+    bool operator==(const DateTime&) const = default;
+};
+// Range.Value of one cell: Empty, a number, a date, a boolean, a string or an error value.
+using Value = std::variant<std::monostate, double, DateTime, bool, std::string, CellError>;
+
+bool is_empty(const Value& v);
+bool is_error(const Value& v);
+// The text that string concatenation gives for a value in a Japanese-locale session: numbers with
+// up to 15 significant digits ("0.1", "1E+20"), dates as "yyyy/mm/dd" (with " h:mm:ss" when there
+// is a time), booleans "True"/"False", errors "Error 2042" and the like.
+std::string to_text(const Value& v);
+
+// A cell position, 1-based.
+struct CellRef {
+    std::int32_t row = 1;
+    std::int32_t col = 1;
+    bool operator==(const CellRef&) const = default;
+};
+// A rectangle of cells, 1-based and inclusive.
+struct Area {
+    std::int32_t first_row = 1;
+    std::int32_t first_col = 1;
+    std::int32_t last_row = 1;
+    std::int32_t last_col = 1;
+    bool operator==(const Area&) const = default;
+    bool contains(CellRef c) const {
+        return c.row >= first_row && c.row <= last_row && c.col >= first_col && c.col <= last_col;
+    }
+};
+
+// "A", "Z", "AA"... for a 1-based column number; "" when out of range.
+std::string column_letters(std::int32_t col);
+// 0 when the text is not a column name within 16,384 columns (lower case accepted).
+std::int32_t column_number(std::string_view letters);
+// "$A$1" or "$A$1:$C$5" (no "$" when the flags are false), as Range.Address gives it.
+std::string format_address(const Area& a, bool row_absolute = true, bool column_absolute = true);
+// Parses "A1", "$B$2:C5", "B:D", "3:7" (no sheet part). Rows/columns default to the grid edges.
+std::optional<Area> parse_address(std::string_view address, std::int32_t max_rows = 1048576,
+                                  std::int32_t max_cols = 16384);
+
+// Find and Replace arguments; an argument left empty takes the value that the application kept
+// from the previous call (see FindState).
+struct FindOptions {
+    std::string what;
+    std::optional<int> look_in;           // xlFormulas, xlValues, xlComments
+    std::optional<int> look_at;           // xlWhole, xlPart
+    std::optional<int> search_order;      // xlByRows, xlByColumns
+    std::optional<int> search_direction;  // xlNext, xlPrevious
+    std::optional<bool> match_case;
+    std::optional<bool> match_byte;
+};
+struct ReplaceOptions {
+    std::string what;
+    std::string replacement;
+    std::optional<int> look_at;
+    std::optional<int> search_order;
+    std::optional<bool> match_case;
+    std::optional<bool> match_byte;
+};
+// The search settings fully resolved.
+struct FindSpec {
+    std::string what;
+    int look_in = xlFormulas;
+    int look_at = xlPart;
+    int search_order = xlByRows;
+    int search_direction = xlNext;
+    bool match_case = false;
+    bool match_byte = false;
+};
+// Settings that the application keeps from one Find or Replace call to the next.
+struct FindState {
+    int look_in = xlFormulas;
+    int look_at = xlPart;
+    int search_order = xlByRows;
+    bool match_case = false;
+    bool match_byte = false;
+    FindSpec last;  // the conditions of the last Find, used by FindNext
+};
+
+class Application;
+class Workbook;
+class Worksheet;
+
+// A rectangle of one sheet, like the object model's Range. Cheap to copy; valid while its sheet is.
+class Range {
+public:
+    Range(Worksheet& sheet, Area area) : sheet_(&sheet), area_(area) {}
+
+    Worksheet& worksheet() const { return *sheet_; }
+    const Area& area() const { return area_; }
+    std::int32_t row() const { return area_.first_row; }
+    std::int32_t column() const { return area_.first_col; }
+    std::int64_t count() const;
+    // Cells(row, col) relative to the range's top-left cell.
+    Range cells(std::int32_t row, std::int32_t col) const;
+
+    // Value, Formula, Text and NumberFormatLocal of the top-left cell.
+    Value value() const;
+    std::string formula() const;
+    std::string text() const;
+    std::string number_format_local() const;
+    // Setting Value or Formula sets every cell of the range.
+    Result<void> set_value(const Value& v);
+    Result<void> set_formula(const std::string& f);
+    std::string address(bool row_absolute = true, bool column_absolute = true) const;
+
+    // Range.Find: the first match after `after` (default: the top-left cell, which is looked at
+    // last), in the resolved order, wrapping round; updates the application's kept settings.
+    std::optional<Range> find(const FindOptions& o, std::optional<CellRef> after = {}) const;
+    // Range.FindNext: the next match after `after` with the conditions of the last Find.
+    std::optional<Range> find_next(const Range& after) const;
+    // Range.Replace on the formula-bar text of every cell of the range. True as the object model
+    // returns; the error describes a cell the engine refused to change.
+    Result<bool> replace(const ReplaceOptions& o);
+    // WorksheetFunction.CountA over this range.
+    std::int64_t count_a() const;
+
+private:
+    Worksheet* sheet_;
+    Area area_;
+};
+
+// One sheet of a workbook. Chart sheets are sheets too (their Type is xlChart) but they are not
+// in Worksheets and have no cells.
+class Worksheet {
+public:
+    virtual ~Worksheet() = default;
+
+    virtual Workbook& parent() = 0;
+    virtual std::string name() const = 0;
+    // Worksheet.Name = ...: refused with Error::Code::Refused under the application's naming
+    // rules; a rename rewrites every reference to the sheet.
+    virtual Result<void> set_name(const std::string& name) = 0;
+    virtual std::string code_name() const = 0;
+    virtual int type() const = 0;
+    // 1-based position in Worksheets (0 for a sheet that is not in Worksheets).
+    virtual int index() const = 0;
+    virtual bool visible() const = 0;
+    virtual Result<void> activate() = 0;
+    virtual Result<void> select() = 0;
+    virtual std::int32_t rows_count() const = 0;
+    virtual std::int32_t columns_count() const = 0;
+    // UsedRange (A1 alone for a sheet with nothing in it).
+    virtual Area used_range() = 0;
+
+    // Cell access, 1-based. Cells outside the grid read as empty and refuse writes.
+    virtual Value cell_value(CellRef c) = 0;
+    virtual std::string cell_formula(CellRef c) = 0;  // formula with "=", else the constant as typed
+    virtual std::string cell_text(CellRef c) = 0;     // displayed text
+    virtual std::string cell_number_format_local(CellRef c) = 0;
+    virtual Result<void> set_cell_value(CellRef c, const Value& v) = 0;
+    virtual Result<void> set_cell_formula(CellRef c, const std::string& formula_or_constant) = 0;
+    // Calls `visit` for every cell of `area` that holds something, row by row.
+    virtual void for_each_cell(const Area& area, const std::function<void(CellRef)>& visit) = 0;
+
+    // The engine's search and replace over an area (Range::find and Range::replace resolve the
+    // kept settings and call these).
+    virtual std::optional<CellRef> find(const Area& area, const FindSpec& spec,
+                                        std::optional<CellRef> after) = 0;
+    virtual Result<bool> replace(const Area& area, const FindSpec& spec,
+                                 const std::string& replacement) = 0;
+    virtual std::int64_t count_a(const Area& area) = 0;
+
+    // Structure. `before`/`after` are sheets of the same workbook (Move) or of any open workbook
+    // (Copy); with neither, Copy makes a new workbook holding the copy.
+    virtual Result<void> delete_sheet() = 0;
+    virtual Result<void> move(Worksheet* before, Worksheet* after) = 0;
+    virtual Result<Worksheet*> copy(Worksheet* before, Worksheet* after) = 0;
+
+    Range cells() { return Range(*this, Area{1, 1, rows_count(), columns_count()}); }
+    Range cell(std::int32_t row, std::int32_t col) { return Range(*this, Area{row, col, row, col}); }
+    // Range("A1:C5"); an address that does not parse gives an error.
+    Result<Range> range(std::string_view address);
+};
+
+class Workbook {
+public:
+    virtual ~Workbook() = default;
+
+    virtual Application& application() = 0;
+    virtual std::string name() const = 0;       // file name with extension
+    virtual std::string full_name() const = 0;  // full path
+    virtual bool read_only() const = 0;
+    // Worksheets: worksheets and macro sheets in tab order (chart sheets excluded).
+    virtual int worksheet_count() = 0;
+    virtual Worksheet* worksheet(int index) = 0;  // 1-based; nullptr when out of range
+    // Worksheets("name"): compared without regard to case, as the object model does.
+    virtual Worksheet* worksheet(std::string_view name) = 0;
+    // Sheets: every sheet in tab order, chart sheets included.
+    virtual int sheet_count() = 0;
+    virtual Worksheet* sheet(int index) = 0;
+    virtual Worksheet* active_sheet() = 0;
+    virtual Result<void> activate() = 0;
+    // Worksheets.Add: a new worksheet named as the application names it, before or after the
+    // given sheet, or before the active sheet when neither is given. It becomes the active sheet.
+    virtual Result<Worksheet*> add_worksheet(Worksheet* before, Worksheet* after) = 0;
+
+    virtual bool saved() const = 0;
+    virtual void set_saved(bool saved) = 0;
+    // SaveAs with a format code (xlCSV, xlCurrentPlatformText, xlOpenXMLWorkbook,
+    // xlOpenXMLWorkbookMacroEnabled, xlExcel8). The target is replaced only when complete.
+    virtual Result<void> save_as(const std::string& path, int file_format) = 0;
+    // Close without saving; the workbook object is destroyed (do not use it afterwards).
+    virtual void close() = 0;
+};
+
+class Workbooks {
+public:
+    virtual ~Workbooks() = default;
+    // Workbooks.Open(FileName, UpdateLinks:=0, ReadOnly). Links are never updated.
+    virtual Result<Workbook*> open(const std::string& path, bool read_only) = 0;
+    // Workbooks.Add: a new workbook with one sheet "Sheet1"; it becomes the active workbook.
+    virtual Result<Workbook*> add() = 0;
+    virtual int count() = 0;
+    virtual Workbook* item(int index) = 0;  // 1-based
+    virtual Workbook* item(std::string_view name) = 0;
+};
+
+class Application {
+public:
+    virtual ~Application() = default;
+
+    virtual Workbooks& workbooks() = 0;
+    virtual Workbook* active_workbook() = 0;
+    Worksheet* active_sheet() {
+        Workbook* b = active_workbook();
+        return b ? b->active_sheet() : nullptr;
+    }
+    virtual std::string version() const = 0;  // "16.0"
+    // Quit: closes every workbook without saving.
+    virtual void quit() = 0;
+
+    // Properties that only a window has; the engine keeps them as values.
+    bool visible = true;
+    bool display_alerts = true;
+    bool screen_updating = true;
+    bool enable_events = true;
+    int window_state = xlNormal;
+
+    FindState find_state;
+};
+
+}  // namespace sheaflow::xl
