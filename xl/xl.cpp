@@ -87,13 +87,13 @@ std::string to_text(const Value& v) {
 
 std::string column_letters(std::int32_t col) {
     if (col < 1 || col > 16384) return {};
-    std::string s;
+    char buf[4] = {};
+    int n = 3;
     while (col > 0) {
-        int r = (col - 1) % 26;
-        s.insert(s.begin(), static_cast<char>('A' + r));
+        buf[--n] = static_cast<char>('A' + (col - 1) % 26);
         col = (col - 1) / 26;
     }
-    return s;
+    return std::string(buf + n, buf + 3);
 }
 
 std::int32_t column_number(std::string_view letters) {
