@@ -108,10 +108,13 @@ std::int32_t column_number(std::string_view letters) {
 }
 
 std::string format_address(const Area& a, bool row_absolute, bool column_absolute) {
-    const char* rd = row_absolute ? "$" : "";
-    const char* cd = column_absolute ? "$" : "";
     auto cell = [&](std::int32_t r, std::int32_t c) {
-        return cd + column_letters(c) + rd + std::to_string(r);
+        std::string s;
+        if (column_absolute) s += '$';
+        s += column_letters(c);
+        if (row_absolute) s += '$';
+        s += std::to_string(r);
+        return s;
     };
     std::string s = cell(a.first_row, a.first_col);
     if (a.last_row != a.first_row || a.last_col != a.first_col)
