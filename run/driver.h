@@ -1,0 +1,61 @@
+#pragma once
+// The batch run driver: the readiness check, the loop over the selected target files, and the
+// per-file open / operate / confirm / save / close steps, with the run error text.
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "run/host.h"
+#include "shell/params.h"
+
+namespace sheaflow::xl {
+class Application;
+}
+
+namespace sheaflow::report {
+class ResultTable;
+class RecordStore;
+}  // namespace sheaflow::report
+
+namespace sheaflow::run {
+
+// One line of the target list (Lst_FileName).
+struct TargetFile {
+    std::string folder;
+    std::string name;
+    bool selected = true;
+    std::string full_path() const;
+};
+
+struct RunRequest {
+    std::string category;  // current category
+    std::string name;      // current operation name (display or upper-cased)
+    const shell::Params* params = nullptr;
+    std::vector<TargetFile>* files = nullptr;  // the list; items are deselected while processed
+    bool show_application = false;             // the check box that shows the application
+};
+
+struct RunOutcome {
+    bool checked = true;         // false when the readiness check refused the run
+    std::string check_message;   // its message
+    bool cancelled = false;
+    bool stopped = false;        // ended by the stop flag (Cancel at the first-file confirmation)
+    int processed = 0;
+    int failed_files = 0;
+    std::string completion_text;  // "処理が終了しました。" + timing
+    std::string error_text;       // the run error text
+    std::string output_path;      // the collecting workbook of the combining operations
+    bool is_list = false;         // the result table is to be shown
+};
+
+// Creates the application for a run (Excel_Start); the engine's by default.
+using ApplicationFactory = std::function<std::unique_ptr<xl::Application>()>;
+
+// Runs one operation over the selected files. The result table and record store are filled by
+// list operations.
+RunOutcome run_batch(const RunRequest& request, Host& host, report::ResultTable& table,
+                     report::RecordStore& store, const ApplicationFactory& make_application);
+
+}  // namespace sheaflow::run
