@@ -1,0 +1,387 @@
+// The sheet operations on an in-memory workbook: checks, messages, and the sheets they leave.
+
+#include "ops/sheet/sheet_ops.h"
+
+#include <gtest/gtest.h>
+
+#include "ops/registry.h"
+#include "report/result_table.h"
+#include "run/session.h"
+#include "sheet_fake.h"
+#include "util/text.h"
+
+namespace sheaflow::report {
+class RecordStore;
+}
+
+namespace sheaflow::test {
+namespace {
+
+// One run of one operation over one fake workbook.
+struct SheetRun {
+    explicit SheetRun(std::vector<std::string> sheet_names, std::string book_name = "売上.xlsx")
+        : book(app.add_book(book_name)) {
+        for (const std::string& n : sheet_names) book.add(n);
+    }
+
+    // Runs `exec` with the pane values given as key=value pairs.
+    void run(ops::ExecFn exec, const std::vector<std::pair<std::string, std::string>>& values,
+             std::string category = "シート") {
+        decl.fields.clear();
+        pane.values.clear();
+        for (const auto& [key, value] : values) {
+            shell::Field f;
+            f.key = key;
+            f.kind = key == "sheets" ? shell::FieldKind::SheetList : shell::FieldKind::Text;
+            decl.fields.push_back(f);
+            pane.values.push_back(value);
+        }
+        shell::Params params(decl, pane);
+        report::ResultTable table;
+        run::Session s(app, host, params, table, store());
+        s.category = std::move(category);
+        s.book_name = book.name();
+        s.file_name = book.name();
+        s.folder = "/data";
+        Result<void> r = exec(s);
+        ASSERT_TRUE(r.has_value()) << r.error().message;
+        error_text = s.error_text;
+    }
+
+    // The run's record store is not used by these operations.
+    static report::RecordStore& store() {
+        alignas(std::max_align_t) static unsigned char unused[64];
+        return *reinterpret_cast<report::RecordStore*>(unused);
+    }
+
+    std::vector<std::string> names() const { return book.names(); }
+
+    FakeApp app;
+    FakeBook& book;
+    ScriptedHost host;
+    shell::OperationDecl decl;
+    shell::PaneValues pane;
+    std::string error_text;
+};
+
+using Names = std::vector<std::string>;
+
+TEST(SheetNameChecks, ReportsTheFirstForbiddenCharacterInFixedOrder) {
+    EXPECT_EQ(ops::Check_Sheet_Name("変更後の", "集計[1]"),
+              "変更後のシート名に、記号［は使えない。");
+    EXPECT_EQ(ops::Check_Sheet_Name("変更後の", "a:b"), "変更後のシート名に、記号：は使えない。");
+    // "#" comes before "?" in the order, though it stands later in the name.
+    EXPECT_EQ(ops::Check_Sheet_Name("", "a?b#"), "シート名に、記号＃は使えない。");
+    EXPECT_EQ(ops::Check_Sheet_Name("", "No＃1"), "シート名に、記号＃は使えない。");
+    EXPECT_EQ(ops::Check_Sheet_Name("", "a\\b"), "シート名に、記号￥は使えない。");
+    EXPECT_EQ(ops::Check_Sheet_Name("", "a￥b"), "シート名に、記号￥は使えない。");
+    EXPECT_EQ(ops::Check_Sheet_Name("", "ｓｈｅｅｔ (2)"), "");
+    EXPECT_EQ(ops::Check_Sheet_Name_X("x'y", '\''), "シート名に、記号’は使えない。");
+}
+
+TEST(SheetPaneChecks, FirstComplaintInOrder) {
+    struct Case {
+        ops::CheckFn check;
+        std::vector<std::pair<std::string, std::string>> values;
+        std::string expected;
+    };
+    const Case cases[] = {
+        {ops::Check_シート_シート名設定,
+         {{"target", "position"}, {"position", ""}, {"name", ""}},
+         "シート位置を設定してください。"},
+        {ops::Check_シート_シート名設定,
+         {{"target", ""}, {"name", ""}},
+         "シート名を設定してください。"},
+        {ops::Check_シート_シート名設定,
+         {{"target", ""}, {"name", "a/b"}},
+         "シート名に、記号／は使えない。"},
+        {ops::Check_シート_シート名設定,
+         {{"target", ""}, {"name", "ok"}},
+         "シートの条件を設定してください。"},
+        {ops::Check_シート_シート名設定, {{"target", "active"}, {"name", "ok"}}, ""},
+        {ops::Check_シート_シート名変更,
+         {{"basis", "part"}, {"old", ""}, {"new", "x"}},
+         "変更前のシート名（一部）を入力してください。"},
+        {ops::Check_シート_シート名変更,
+         {{"basis", "part"}, {"old", "*"}, {"new", "x"}},
+         "変更前のシート名に、記号＊は使えない。"},
+        {ops::Check_シート_シート名変更,
+         {{"basis", "active"}, {"old", ""}, {"new", ""}},
+         "変更後のシート名を入力してください。"},
+        {ops::Check_シート_シート名変更,
+         {{"basis", "active"}, {"new", "集計[1]"}},
+         "変更後のシート名に、記号［は使えない。"},
+        {ops::Check_シート_シート名変更,
+         {{"basis", ""}, {"new", "x"}},
+         "変更基準を入力してください。"},
+        {ops::Check_シート_シート名編集,
+         {{"target", ""}, {"method", "upper"}},
+         "シートの条件を設定してください。"},
+        {ops::Check_シート_シート名編集,
+         {{"target", "all"}, {"method", ""}},
+         "編集の方法を設定してください。"},
+        {ops::Check_シート_シート名編集,
+         {{"target", "all"}, {"method", "prefix"}, {"text", ""}},
+         "編集する文字列を入力してください。"},
+        {ops::Check_シート_挿入,
+         {{"where", "front"}, {"count", "0"}, {"kind", "new"}},
+         "挿入するシート数を設定してください。"},
+        {ops::Check_シート_挿入,
+         {{"where", ""}, {"count", "2"}, {"kind", "new"}},
+         "シートの条件を設定してください。"},
+        {ops::Check_シート_削除,
+         {{"target", "name"}, {"name", ""}},
+         "シート名を入力してください。"},
+        {ops::Check_シート_選択削除, {{"sheets", ""}}, "シートを選択してください。"},
+        {ops::Check_シート_移動,
+         {{"source", "position"},
+          {"source_position", "1"},
+          {"target_position", ""},
+          {"place", "after"}},
+         "移動先のシート位置を設定してください。"},
+        {ops::Check_シート_シート名をファイル名の一部から引用,
+         {{"target", "active"}, {"part", "before"}, {"delimiter", ""}},
+         "区切り文字を入力してください。"},
+    };
+    for (const Case& c : cases) {
+        shell::OperationDecl decl;
+        shell::PaneValues pane;
+        for (const auto& [key, value] : c.values) {
+            shell::Field f;
+            f.key = key;
+            f.kind = key == "sheets" ? shell::FieldKind::SheetList : shell::FieldKind::Text;
+            decl.fields.push_back(f);
+            pane.values.push_back(value);
+        }
+        EXPECT_EQ(c.check(shell::Params(decl, pane), "シート"), c.expected)
+            << (c.values.empty() ? "" : c.values[0].second);
+    }
+}
+
+TEST(SheetRename, PartialRenameReplacesTheFirstOccurrenceOnly) {
+    SheetRun r({"AAA", "xAy", "none"});
+    r.run(ops::Excel_シート_シート名変更, {{"basis", "part"}, {"old", "A"}, {"new", "B"}});
+    EXPECT_EQ(r.names(), (Names{"BAA", "xBy", "none"}));
+    EXPECT_EQ(r.error_text, "");
+}
+
+TEST(SheetRename, RefusalIsLoggedAndTheLoopGoesOn) {
+    // Renaming "a1" to "b1" clashes with the existing "B1" (case-insensitive); "a2" still changes.
+    SheetRun r({"a1", "B1", "a2"});
+    r.run(ops::Excel_シート_シート名変更, {{"basis", "part"}, {"old", "a"}, {"new", "b"}});
+    EXPECT_EQ(r.names(), (Names{"a1", "B1", "b2"}));
+    EXPECT_NE(r.error_text.find("売上.xlsx "), std::string::npos);
+    EXPECT_NE(r.error_text.find("既に使用されています"), std::string::npos);
+}
+
+TEST(SheetRename, MissingSheetAndBadPositionMessages) {
+    SheetRun r({"S1", "S2"});
+    r.run(ops::Excel_シート_シート名変更, {{"basis", "whole"}, {"old", "s1"}, {"new", "X"}});
+    // The exact-name lookup is binary: "s1" is not "S1".
+    EXPECT_EQ(r.error_text, "売上.xlsx  シート「s1」がありません。\r\n");
+    EXPECT_EQ(r.names(), (Names{"S1", "S2"}));
+
+    for (std::string position : {"0", "3"}) {
+        r.run(ops::Excel_シート_シート名設定,
+              {{"target", "position"}, {"position", position}, {"name", "X"}});
+        EXPECT_EQ(r.error_text, "売上.xlsx 挿入するシート番号が間違っています。\r\n");
+    }
+    r.run(ops::Excel_シート_シート名設定,
+          {{"target", "position"}, {"position", "2"}, {"name", "X"}});
+    EXPECT_EQ(r.names(), (Names{"S1", "X"}));
+}
+
+TEST(SheetRename, AllSheetsCategoryRenamesOnlyTheVisitedSheet) {
+    SheetRun r({"AA", "AB"});
+    r.book.sheets_[1]->activate().value();
+    r.run(ops::Excel_シート_シート名変更, {{"basis", "part"}, {"old", "A"}, {"new", "AA"}},
+          "すべてのシート_シート");
+    EXPECT_EQ(r.names(), (Names{"AA", "AAB"}));
+}
+
+TEST(SheetEdit, MethodsAndRefusals) {
+    const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
+        {"売上", "prefix", "2024_", "2024_売上"}, {"売上", "suffix", "(旧)", "売上(旧)"},
+        {"a-b-c", "remove", "-", "abc"},          {" 売 上　", "trim", "", "売 上"},
+        {" 売 上　", "nospace", "", "売上"},      {"abc", "wide", "", "ａｂｃ"},
+        {"ＡＢＣ１", "narrow", "", "ABC1"},       {"abc", "upper", "", "ABC"},
+    };
+    for (const auto& [name, method, text, expected] : cases)
+        EXPECT_EQ(ops::Excel_シート_シート名編集_X(name, method, text), expected) << method;
+
+    SheetRun r({"abc", "ABC2", "x"});
+    r.run(ops::Excel_シート_シート名編集, {{"target", "all"}, {"method", "upper"}});
+    EXPECT_EQ(r.names(), (Names{"ABC", "ABC2", "X"}));
+    r.run(ops::Excel_シート_シート名編集, {{"target", "all"}, {"method", "suffix"}, {"text", "2"}});
+    // "ABC" + "2" clashes with "ABC2" (checked before "ABC2" itself becomes "ABC22").
+    EXPECT_EQ(r.names(), (Names{"ABC", "ABC22", "X2"}));
+    EXPECT_NE(r.error_text.find("ABC2"), std::string::npos);
+}
+
+TEST(SheetNameFromFile, TakesThePartThePaneDescribes) {
+    const std::tuple<std::vector<std::pair<std::string, std::string>>, std::string> cases[] = {
+        {{{"part", "left"}, {"length", "4"}}, "2024"},
+        {{{"part", "right"}, {"length", "2"}}, "支店"},
+        {{{"part", "mid"}, {"start", "6"}, {"length", "2"}}, "東京"},
+        {{{"part", "mid"}, {"start", "6"}, {"length", ""}}, "東京支店"},
+        {{{"part", "before"}, {"delimiter", "_"}}, "2024"},
+        {{{"part", "after"}, {"delimiter", "_"}}, "東京支店"},
+    };
+    for (const auto& [values, expected] : cases) {
+        SheetRun r({"Sheet1"}, "2024_東京支店.xlsx");
+        auto v = values;
+        v.push_back({"target", "active"});
+        r.run(ops::Excel_シート_シート名をファイル名の一部から引用, v);
+        EXPECT_EQ(r.names(), (Names{expected})) << expected;
+    }
+}
+
+TEST(SheetInsert, ModesAndVariants) {
+    {
+        SheetRun r({"A", "B"});
+        r.run(ops::Excel_シート_挿入, {{"where", "front"}, {"count", "2"}, {"kind", "new"}});
+        EXPECT_EQ(r.names(), (Names{"Sheet2", "Sheet1", "A", "B"}));
+    }
+    {
+        SheetRun r({"A", "B", "C"});
+        r.book.sheets_[1]->activate().value();
+        r.run(ops::Excel_シート_挿入, {{"where", "after_active"}, {"count", "2"}, {"kind", "new"}});
+        EXPECT_EQ(r.names(), (Names{"A", "B", "Sheet2", "Sheet1", "C"}));
+    }
+    {
+        SheetRun r({"A", "B", "C"});
+        r.book.sheets_[1]->activate().value();
+        r.run(ops::Excel_シート_挿入,
+              {{"where", "before_active"}, {"count", "1"}, {"kind", "copy"}});
+        EXPECT_EQ(r.names(), (Names{"A", "B (2)", "B", "C"}));
+    }
+    {
+        SheetRun r({"A", "B"});
+        r.run(ops::Excel_シート_挿入,
+              {{"where", "position"}, {"position", "2"}, {"count", "1"}, {"kind", "new"}});
+        EXPECT_EQ(r.names(), (Names{"A", "Sheet1", "B"}));
+        for (std::string position : {"0", "4"}) {
+            r.run(ops::Excel_シート_挿入,
+                  {{"where", "position"}, {"position", position}, {"count", "1"}, {"kind", "new"}});
+            EXPECT_EQ(r.error_text, "売上.xlsx 挿入するシート番号が間違っています。\r\n");
+        }
+        EXPECT_EQ(r.names(), (Names{"A", "Sheet1", "B"}));
+    }
+}
+
+TEST(SheetDelete, ModesAndTheLastSheet) {
+    {
+        SheetRun r({"A", "B", "C"});
+        r.run(ops::Excel_シート_削除, {{"target", "name"}, {"name", "B"}});
+        EXPECT_EQ(r.names(), (Names{"A", "C"}));
+        r.run(ops::Excel_シート_削除, {{"target", "name"}, {"name", "Z"}});
+        EXPECT_EQ(r.error_text, "売上.xlsx  シート「Z」がありません。\r\n");
+    }
+    {
+        SheetRun r({"2023_a", "2024_a", "2024_b", "other_a"});
+        r.run(ops::Excel_シート_削除, {{"target", "part"}, {"name", "2024"}});
+        EXPECT_EQ(r.names(), (Names{"2023_a", "other_a"}));
+        r.run(ops::Excel_シート_削除, {{"target", "part"}, {"name", "_a"}});
+        EXPECT_EQ(r.names(), (Names{"2023_a", "other_a"}));
+        EXPECT_NE(r.error_text.find("すべてのシートを削除してしまうので"), std::string::npos);
+        r.run(ops::Excel_シート_削除, {{"target", "part"}, {"name", "zz"}});
+        EXPECT_EQ(r.error_text, "売上.xlsx  シート名に「zz」を含むシートがありません。\r\n");
+    }
+    {
+        SheetRun r({"Only"});
+        r.run(ops::Excel_シート_削除, {{"target", "active"}});
+        EXPECT_EQ(r.names(), (Names{"Only"}));
+        EXPECT_NE(r.error_text.find("売上.xlsx "), std::string::npos);
+    }
+}
+
+TEST(SheetDelete, ChosenAndAllButChosen) {
+    {
+        SheetRun r({"A", "B", "C"});
+        r.run(ops::Excel_シート_選択削除, {{"sheets", "A\tC"}});
+        EXPECT_EQ(r.names(), (Names{"B"}));
+    }
+    {
+        SheetRun r({"A", "B", "C"});
+        r.run(ops::Excel_シート_選択以外削除, {{"sheets", "A\tC"}});
+        EXPECT_EQ(r.names(), (Names{"A", "C"}));
+    }
+    {
+        SheetRun r({"A", "B"});
+        r.run(ops::Excel_シート_選択削除, {{"sheets", "A\tB"}});
+        EXPECT_EQ(r.names(), (Names{"A", "B"}));
+        EXPECT_EQ(r.error_text,
+                  "すべてのシートを削除してしまうので、処理しませんでした/data/売上.xlsx\r\n");
+    }
+}
+
+TEST(SheetDelete, EmptySheetsGoFromTheBackAndOneStays) {
+    {
+        SheetRun r({"E1", "E2", "E3"});
+        r.run(ops::Excel_シート_不要なシートを一括削除, {});
+        EXPECT_EQ(r.names(), (Names{"E1"}));
+    }
+    {
+        SheetRun r({"E1", "Full", "E2", "Formatted"});
+        r.book.sheets_[1]->set_cell_value({5, 3}, xl::Value{1.0}).value();
+        r.book.add("Chart1", xl::xlChart);
+        r.run(ops::Excel_シート_不要なシートを一括削除, {});
+        EXPECT_EQ(r.names(), (Names{"Full", "Chart1"}));
+    }
+}
+
+TEST(SheetMove, ByNameAndByPosition) {
+    SheetRun r({"A", "B", "C", "D"});
+    r.run(ops::Excel_シート_移動,
+          {{"source", "name"}, {"source_name", "A"}, {"target_position", "3"}, {"place", "after"}});
+    EXPECT_EQ(r.names(), (Names{"B", "C", "A", "D"}));
+    r.run(ops::Excel_シート_移動, {{"source", "position"},
+                                   {"source_position", "4"},
+                                   {"target_position", "1"},
+                                   {"place", "before"}});
+    EXPECT_EQ(r.names(), (Names{"D", "B", "C", "A"}));
+    r.run(ops::Excel_シート_移動, {{"source", "position"},
+                                   {"source_position", "5"},
+                                   {"target_position", "1"},
+                                   {"place", "before"}});
+    EXPECT_EQ(r.error_text, "売上.xlsx 移動元のシート番号が間違っています。\r\n");
+    r.run(
+        ops::Excel_シート_移動,
+        {{"source", "name"}, {"source_name", "A"}, {"target_position", "9"}, {"place", "before"}});
+    EXPECT_EQ(r.error_text, "売上.xlsx 移動先のシート番号が間違っています。\r\n");
+    EXPECT_EQ(r.names(), (Names{"D", "B", "C", "A"}));
+}
+
+TEST(SheetSort, BinaryOrderAndCancel) {
+    {
+        SheetRun r({"b", "B", "a"});
+        r.run(ops::Excel_シート_シート名順でソート, {});
+        EXPECT_EQ(r.names(), (Names{"B", "a", "b"}));
+    }
+    {
+        // Code-unit order: a character beyond U+FFFF (a surrogate pair) sorts before U+FF21.
+        SheetRun r({"Ａ", "\U00020B9F", "あ", "1"});
+        r.run(ops::Excel_シート_シート名順でソート, {});
+        EXPECT_EQ(r.names(), (Names{"1", "あ", "\U00020B9F", "Ａ"}));
+    }
+    {
+        SheetRun r({"d", "c", "b", "a"});
+        r.host.cancel_after_ = 2;  // the second comparison finds the cancel flag set
+        r.run(ops::Excel_シート_シート名順でソート, {});
+        EXPECT_EQ(r.names(), (Names{"c", "d", "b", "a"}));
+    }
+}
+
+TEST(SheetProcedures, EveryOperationIsDispatched) {
+    for (const char* name : {"シート名設定", "シート名変更", "シート名編集", "挿入", "削除", "移動",
+                             "不要なシートを一括削除", "シート名順でソート", "シートを選択して削除",
+                             "選択したシート以外、削除", "シート名をファイル名の一部から引用"}) {
+        const ops::Procedures* p = ops::find_procedures("シート", name);
+        ASSERT_NE(p, nullptr) << name;
+        EXPECT_TRUE(p->updates);
+    }
+    EXPECT_NE(ops::find_procedures("すべてのシート_シート", "シート名変更"), nullptr);
+}
+
+}  // namespace
+}  // namespace sheaflow::test
