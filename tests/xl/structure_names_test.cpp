@@ -103,6 +103,8 @@ TEST(FormulaRefs, RenameRewritesEveryFormOfReference) {
         {"Table1[[#This Row],[Data]]", "Table1[[#This Row],[Data]]"},
         {"#REF!A1+Data!A1", "#REF!A1+'New Name'!A1"},
         {"Data!A1:Data!B2", "'New Name'!A1:'New Name'!B2"},
+        {"SUM(Data:'My Sheet'!A2)", "SUM('New Name':'My Sheet'!A2)"},  // quoted one by one
+        {"'Other:Data'!A1", "'Other:New Name'!A1"},
         {"IF(A1=\"\",Data!A1,\"x\"\"Data!\")", "IF(A1=\"\",'New Name'!A1,\"x\"\"Data!\")"},
     };
     for (const auto& [before, after] : table)
@@ -112,6 +114,8 @@ TEST(FormulaRefs, RenameRewritesEveryFormOfReference) {
     EXPECT_EQ(rename_sheet_in_formula("'My Data'!A1", "My Data", "Plain"), "Plain!A1");
     EXPECT_EQ(rename_sheet_in_formula("'My Data'!A1", "my data", "Bob's"), "'Bob''s'!A1");
     EXPECT_EQ(rename_sheet_in_formula("売上!A1*2", "売上", "売上2"), "売上2!A1*2");
+    EXPECT_EQ(rename_sheet_in_formula("SUM(Data:'My Sheet'!A2)", "My Sheet", "Other"),
+              "SUM(Data:Other!A2)");
 }
 
 TEST(FormulaRefs, FindsReferences) {

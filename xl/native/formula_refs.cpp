@@ -65,6 +65,8 @@ std::size_t skip_after_bang(std::string_view f, std::size_t i) {
 }  // namespace
 
 std::string sheet_ref_text(const SheetRef& ref) {
+    if (ref.split_quotes && !ref.last.empty())
+        return ref.external + formula_sheet_name(ref.first) + ":" + formula_sheet_name(ref.last);
     bool quote = sheet_name_needs_quotes(ref.first) ||
                  (!ref.last.empty() && sheet_name_needs_quotes(ref.last));
     std::string body = ref.external + ref.first;
@@ -72,6 +74,67 @@ std::string sheet_ref_text(const SheetRef& ref) {
     if (!quote) return body;
     return "'" + text::replace_all(body, "'", "''") + "'";
 }
+
+namespace {
+
+// One sheet-name token: an apostrophe-quoted text or an unquoted run of name characters.
+struct Token {
+    std::string content;  // unquoted
+    std::size_t end = 0;  // just past the token
+    bool quoted = false;
+};
+
+std::optional<Token> read_token(std::string_view f, std::size_t i) {
+    if (i >= f.size()) return std::nullopt;
+    Token t;
+    if (f[i] == '\'') {
+        std::size_t j = i + 1;
+        while (j < f.size()) {
+            if (f[j] == '\'') {
+                if (j + 1 < f.size() && f[j + 1] == '\'') {
+                    t.content += '\'';
+                    j += 2;
+                    continue;
+                }
+                t.end = j + 1;
+                t.quoted = true;
+                return t;
+            }
+            t.content += f[j++];
+        }
+        return std::nullopt;  // not closed
+    }
+    std::size_t run = name_run_end(f, i);
+    if (run == i) return std::nullopt;
+    t.content = std::string(f.substr(i, run - i));
+    t.end = run;
+    return t;
+}
+
+// A sheet prefix starting at f[i] ("Data", "'My Sheet'", "Jan:Mar", "'Jan:Mar'", "Jan:'Mar x'",
+// with `external` already read before it): the reference and the position of its "!".
+std::optional<std::pair<SheetRef, std::size_t>> read_prefix(std::string_view f, std::size_t i,
+                                                            const std::string& external) {
+    std::optional<Token> a = read_token(f, i);
+    if (!a) return std::nullopt;
+    if (a->end < f.size() && f[a->end] == '!') {
+        SheetRef ref = split_ref(external + a->content);
+        return std::make_pair(ref, a->end);
+    }
+    if (a->end < f.size() && f[a->end] == ':') {
+        std::optional<Token> b = read_token(f, a->end + 1);
+        if (b && b->end < f.size() && f[b->end] == '!' &&
+            a->content.find(':') == std::string::npos) {
+            SheetRef ref = split_ref(external + a->content);
+            ref.last = b->content;
+            ref.split_quotes = a->quoted || b->quoted;
+            return std::make_pair(ref, b->end);
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace
 
 std::string rewrite_sheet_refs(
     std::string_view f, const std::function<std::optional<std::string>(const SheetRef&)>& fn) {
@@ -106,43 +169,12 @@ std::string rewrite_sheet_refs(
             std::size_t end = std::min(j + 1, f.size());
             out.append(f.substr(i, end - i));
             i = end;
-        } else if (c == '\'') {
-            std::size_t j = i + 1;
-            std::string content;
-            while (j < f.size()) {
-                if (f[j] == '\'') {
-                    if (j + 1 < f.size() && f[j + 1] == '\'') {
-                        content += '\'';
-                        j += 2;
-                        continue;
-                    }
-                    break;
-                }
-                content += f[j++];
-            }
-            if (j + 1 < f.size() && f[j + 1] == '!') {
-                emit_ref(i, j + 1, split_ref(content));
-            } else {
-                std::size_t end = std::min(j + 1, f.size());
-                out.append(f.substr(i, end - i));
-                i = end;
-            }
         } else if (c == '[') {
+            // "[1]Sheet1!" names a sheet of another workbook; any other bracket group is a
+            // structured reference and is copied as it is.
             std::size_t close = bracket_end(f, i);
-            std::size_t run = name_run_end(f, close);
-            if (run < f.size() && f[run] == '!' && run > close) {
-                // "[1]Sheet1!": a sheet of another workbook.
-                std::size_t end3d = run;
-                std::string_view content = f.substr(i, run - i);
-                emit_ref(i, end3d, split_ref(content));
-            } else if (run < f.size() && f[run] == ':' && run > close) {
-                std::size_t run2 = name_run_end(f, run + 1);
-                if (run2 < f.size() && f[run2] == '!' && run2 > run + 1) {
-                    emit_ref(i, run2, split_ref(f.substr(i, run2 - i)));
-                } else {
-                    out.append(f.substr(i, close - i));
-                    i = close;
-                }
+            if (auto ref = read_prefix(f, close, std::string(f.substr(i, close - i)))) {
+                emit_ref(i, ref->second, ref->first);
             } else {
                 out.append(f.substr(i, close - i));
                 i = close;
@@ -156,21 +188,15 @@ std::string rewrite_sheet_refs(
             if (j < f.size() && (f[j] == '!' || f[j] == '?')) ++j;
             out.append(f.substr(i, j - i));
             i = j;
-        } else if (is_name_char(c)) {
-            std::size_t run = name_run_end(f, i);
-            if (run < f.size() && f[run] == '!') {
-                emit_ref(i, run, split_ref(f.substr(i, run - i)));
-            } else if (run < f.size() && f[run] == ':') {
-                std::size_t run2 = name_run_end(f, run + 1);
-                if (run2 > run + 1 && run2 < f.size() && f[run2] == '!') {
-                    emit_ref(i, run2, split_ref(f.substr(i, run2 - i)));
-                } else {
-                    out.append(f.substr(i, run - i));
-                    i = run;
-                }
+        } else if (c == '\'' || is_name_char(c)) {
+            if (auto ref = read_prefix(f, i, {})) {
+                emit_ref(i, ref->second, ref->first);
+            } else if (std::optional<Token> t = read_token(f, i)) {
+                out.append(f.substr(i, t->end - i));
+                i = t->end;
             } else {
-                out.append(f.substr(i, run - i));
-                i = run;
+                out.append(f.substr(i));
+                i = f.size();
             }
         } else {
             out += c;

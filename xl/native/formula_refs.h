@@ -18,6 +18,9 @@ struct SheetRef {
     std::string external;  // "[1]" and the like for another workbook; "" for this workbook
     std::string first;     // the sheet, or the first sheet of a 3-D reference
     std::string last;      // the last sheet of a 3-D reference; "" for a single sheet
+    // A 3-D reference written with each name quoted on its own ("Jan:'Mar x'", as some programs
+    // write it) rather than quoted as a whole ("'Jan:Mar x'", as the application does).
+    bool split_quotes = false;
 };
 
 // The prefix text before "!" for a reference, quoted when any name needs it.
