@@ -5,6 +5,9 @@
 namespace sheaflow::ops {
 
 const Procedures* find_procedures(std::string_view category, std::string_view key_name) {
+    for (auto table : {cell_procedures(), sheet_procedures(), book_procedures(), tool_procedures()})
+        for (const Procedures& p : table)
+            if (p.category == category && p.key_name == key_name) return &p;
     std::string_view base = category;
     std::string_view prefix = shell::kAllSheetsPrefix;
     if (base.substr(0, prefix.size()) == prefix) base.remove_prefix(prefix.size());

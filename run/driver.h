@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,10 @@ namespace sheaflow::report {
 class ResultTable;
 class RecordStore;
 }  // namespace sheaflow::report
+
+namespace sheaflow::ops {
+struct Procedures;
+}
 
 namespace sheaflow::run {
 
@@ -35,13 +40,18 @@ struct RunRequest {
     const shell::Params* params = nullptr;
     std::vector<TargetFile>* files = nullptr;  // the list; items are deselected while processed
     bool show_application = false;             // the check box that shows the application
+    // The operation's procedures; found by category and name when null.
+    const ops::Procedures* procedures = nullptr;
+    // Where the collecting workbook of the combining operations is saved; the folder of the
+    // first target when empty.
+    std::string output_folder;
 };
 
 struct RunOutcome {
-    bool checked = true;         // false when the readiness check refused the run
-    std::string check_message;   // its message
+    bool checked = true;        // false when the readiness check refused the run
+    std::string check_message;  // its message
     bool cancelled = false;
-    bool stopped = false;        // ended by the stop flag (Cancel at the first-file confirmation)
+    bool stopped = false;  // ended by the stop flag (Cancel at the first-file confirmation)
     int processed = 0;
     int failed_files = 0;
     std::string completion_text;  // "処理が終了しました。" + timing
@@ -54,8 +64,24 @@ struct RunOutcome {
 using ApplicationFactory = std::function<std::unique_ptr<xl::Application>()>;
 
 // Runs one operation over the selected files. The result table and record store are filled by
-// list operations.
+// list operations. The completion text goes through Host::message; the caller shows the run
+// error text and, for a list operation, the result table.
 RunOutcome run_batch(const RunRequest& request, Host& host, report::ResultTable& table,
                      report::RecordStore& store, const ApplicationFactory& make_application);
+
+// The extensions a run opens: "XLS", "XLSX", "XLSM", "CSV".
+bool is_target_extension(const std::string& upper_extension);
+// The extension of a file name, upper-cased ("" when it has none).
+std::string upper_extension(const std::string& file_name);
+
+// FileFormat_FromExt: the save-format code of an upper-cased extension, with the separator word
+// of the text formats; nullopt for an unknown extension.
+std::optional<int> FileFormat_FromExt(const std::string& extension,
+                                      const std::string& separator = {});
+// FileFormat_FromFile: the same for a file name that the user typed.
+std::optional<int> FileFormat_FromFile(const std::string& file_name);
+
+// The texts of the first-file confirmation (Excel_Message_1Kenme) for a run error text.
+std::string first_file_question(const std::string& error_text);
 
 }  // namespace sheaflow::run

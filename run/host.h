@@ -29,6 +29,10 @@ public:
     virtual bool confirm_first_file(const std::string& text, xl::Workbook* book) = 0;
     // One line of the progress list.
     virtual void progress(const std::string& line) = 0;
+    // Lines now in the progress list, and clearing it (the driver clears a list that has grown
+    // past 1,000 lines before a run); hosts without a list keep the defaults.
+    virtual int progress_lines() const { return 0; }
+    virtual void clear_progress() {}
     // A progress text of a long step (record store "読込中 1,234" and the like); may be ignored.
     virtual void status(const std::string& text) { (void)text; }
     // The result table is full: show the message, then end the program at once.

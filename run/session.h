@@ -31,16 +31,21 @@ public:
     std::string category;  // current category ("すべてのシート_セル"...)
     std::string name;      // current upper-cased operation name
 
-    std::string folder;     // folder of the current target
-    std::string file_name;  // its file name
-    std::string extension;  // its extension, upper-cased
-    std::string book_name;  // ActiveWorkbook.Name
+    std::string folder;      // folder of the current target
+    std::string file_name;   // its file name
+    std::string extension;   // its extension, upper-cased
+    std::string book_name;   // ActiveWorkbook.Name
     std::string sheet_name;  // ActiveSheet.Name (updated by the all-sheets loop)
     std::int32_t max_row = 1048576;
     std::int32_t max_col = 16384;
-    int processed = 0;  // processed-file counter
+    int processed = 0;     // processed-file counter
+    bool updates = false;  // the update flag: the workbook is opened for writing and saved
 
-    bool cancel = false;    // the cancel flag
+    // The collecting workbook of the combining operations and its active sheet at creation.
+    std::string dest_book_name;
+    std::string dest_sheet_name;
+
+    bool cancel = false;  // the cancel flag
     bool error_flag = false;
     std::string error_text;  // the run error text, lines ended by CR LF
 
