@@ -15,6 +15,14 @@ using Clock = std::chrono::system_clock;
 
 // Every declaration in catalogue order (built once; the addresses are stable).
 const std::vector<OperationDecl>& declarations();
+// The operations that own parameter files, in the order Text_Update reads and writes them.
+const std::vector<const OperationDecl*>& text_update_order();
+// The declaration whose pane and parameter files `decl` uses: itself, or for an all-sheets row
+// that shares them, the row of the same name in the base category.
+const OperationDecl& params_owner(const OperationDecl& decl);
+// The declaration of (category, name), the name compared upper-cased; separators are not
+// operations and are never found. nullptr when none.
+const OperationDecl* find_declaration(std::string_view category, std::string_view name);
 
 class Catalogue {
 public:
@@ -33,13 +41,16 @@ public:
     // The rows of a category, separators included, in table order.
     std::vector<const Row*> rows_of(std::string_view category) const;
     // The declaration whose category equals `category` and whose name, upper-cased, equals
-    // `name` upper-cased; nullptr when none.
-    const OperationDecl* find(std::string_view category, std::string_view name) const;
+    // `name` upper-cased; nullptr when none (separators are never found).
+    const OperationDecl* find(std::string_view category, std::string_view name) const {
+        return find_declaration(category, name);
+    }
     // List1_DayTime_Search: the most recently used row of the category ("" = all rows); among
     // equal times the first in table order. nullptr when no row qualifies.
     const Row* most_recent(std::string_view category) const;
-    // Sets the last-used time of the row of this pair (compared upper-cased).
-    void stamp(std::string_view category, std::string_view name, Clock::time_point when);
+    // Sets the last-used time of the row of this pair (compared upper-cased); false when no row
+    // has it.
+    bool stamp(std::string_view category, std::string_view name, Clock::time_point when);
 
 private:
     std::vector<Row> rows_;

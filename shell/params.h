@@ -12,7 +12,7 @@ namespace sheaflow::shell {
 inline constexpr int kHistorySize = 40;
 
 struct PaneValues {
-    std::vector<std::string> values;                 // one per field, in field order
+    std::vector<std::string> values;                  // one per field, in field order
     std::vector<std::vector<std::string>> histories;  // one per history file, kHistorySize each
 };
 

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "shell/catalogue.h"
 #include "shell/params.h"
@@ -13,8 +14,8 @@
 namespace sheaflow::shell {
 
 // The parameter folder: `override_dir` when given, else $SHEAFLOW_PARAM_DIR, else the program's
-// folder + "/Temp" when that is writable, else $XDG_CONFIG_HOME/sheaflow/Temp. Created when
-// missing.
+// folder + "/Temp" when that is writable, else $XDG_CONFIG_HOME/sheaflow/Temp (~/.config when the
+// variable is unset). Created when missing.
 std::string parameter_folder(const std::string& override_dir, const std::string& program_dir);
 
 // The pane values of every operation, read and written as one set.
@@ -27,19 +28,32 @@ public:
     const PaneValues& values(const OperationDecl& decl) const;
     Params params(const OperationDecl& decl) const { return Params(decl, values(decl)); }
     // Sets a field from text as `--set` gives it; false with a message when the key is unknown or
-    // the value does not fit the field (an option word that is not one of its choices...).
+    // the value does not fit the field. Check boxes take 1/0 (true/false, on/off), option groups
+    // one of their value words (or a caption, or "" for none), numbers a number or "".
     bool set(const OperationDecl& decl, std::string_view key, std::string_view value,
              std::string& message);
 
-    // Text_Update: "R" reads or "W" writes every operation's files in catalogue order. Messages
-    // (the duplicate file-name message, "「path」はありません。") go to `message`.
+    // Text_Update: "R" reads or "W" writes every operation's files in the order of
+    // text_update_order(). Messages (the duplicate file-name message, "「path」はありません。", a
+    // failed write) go to `message`. Reading creates a missing main file empty; a file that is
+    // neither code page 932 nor UTF-8 leaves the defaults. Writing puts each history field's
+    // value at the head of its history.
     void text_update(char mode, const std::string& folder,
                      const std::function<void(const std::string&)>& message = {});
 
+    // The text of an operation's main file as "W" writes it (before encoding).
+    std::string main_text(const OperationDecl& decl) const;
+
 private:
+    void read_main(const OperationDecl& decl, const std::string& path,
+                   const std::function<void(const std::string&)>& message);
+
     std::map<const OperationDecl*, PaneValues> values_;
 };
 
+// Settings files are written in code page 932 with CR LF (UTF-8 with a byte-order mark when a
+// value has characters that code page cannot hold); a missing or unreadable file gives "" or
+// leaves the catalogue as it is, with no message.
 // "Folder.txt": the last target folder ("" when missing).
 std::string Dir_Read(const std::string& param_folder);
 void Dir_Write(const std::string& param_folder, const std::string& target_folder);

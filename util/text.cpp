@@ -24,11 +24,22 @@ bool decode_utf8_at(std::string_view s, std::size_t& i, char32_t& out) {
     auto b = static_cast<unsigned char>(s[i]);
     int extra;
     char32_t cp;
-    if (b < 0x80) { out = b; ++i; return true; }
-    if ((b & 0xE0) == 0xC0) { extra = 1; cp = b & 0x1F; }
-    else if ((b & 0xF0) == 0xE0) { extra = 2; cp = b & 0x0F; }
-    else if ((b & 0xF8) == 0xF0) { extra = 3; cp = b & 0x07; }
-    else return false;
+    if (b < 0x80) {
+        out = b;
+        ++i;
+        return true;
+    }
+    if ((b & 0xE0) == 0xC0) {
+        extra = 1;
+        cp = b & 0x1F;
+    } else if ((b & 0xF0) == 0xE0) {
+        extra = 2;
+        cp = b & 0x0F;
+    } else if ((b & 0xF8) == 0xF0) {
+        extra = 3;
+        cp = b & 0x07;
+    } else
+        return false;
     if (i + extra >= s.size()) return false;
     for (int k = 1; k <= extra; ++k) {
         auto c = static_cast<unsigned char>(s[i + k]);
@@ -44,11 +55,11 @@ bool decode_utf8_at(std::string_view s, std::size_t& i, char32_t& out) {
 
 // Half-width katakana U+FF61..U+FF9F to full-width, in table order.
 constexpr char32_t kHalfKanaToFull[] = {
-    U'。', U'「', U'」', U'、', U'・', U'ヲ', U'ァ', U'ィ', U'ゥ', U'ェ', U'ォ', U'ャ', U'ュ', U'ョ', U'ッ',
-    U'ー', U'ア', U'イ', U'ウ', U'エ', U'オ', U'カ', U'キ', U'ク', U'ケ', U'コ', U'サ', U'シ', U'ス', U'セ',
-    U'ソ', U'タ', U'チ', U'ツ', U'テ', U'ト', U'ナ', U'ニ', U'ヌ', U'ネ', U'ノ', U'ハ', U'ヒ', U'フ', U'ヘ',
-    U'ホ', U'マ', U'ミ', U'ム', U'メ', U'モ', U'ヤ', U'ユ', U'ヨ', U'ラ', U'リ', U'ル', U'レ', U'ロ', U'ワ',
-    U'ン', U'゛', U'゜'};
+    U'。', U'「', U'」', U'、', U'・', U'ヲ', U'ァ', U'ィ', U'ゥ', U'ェ', U'ォ', U'ャ', U'ュ',
+    U'ョ', U'ッ', U'ー', U'ア', U'イ', U'ウ', U'エ', U'オ', U'カ', U'キ', U'ク', U'ケ', U'コ',
+    U'サ', U'シ', U'ス', U'セ', U'ソ', U'タ', U'チ', U'ツ', U'テ', U'ト', U'ナ', U'ニ', U'ヌ',
+    U'ネ', U'ノ', U'ハ', U'ヒ', U'フ', U'ヘ', U'ホ', U'マ', U'ミ', U'ム', U'メ', U'モ', U'ヤ',
+    U'ユ', U'ヨ', U'ラ', U'リ', U'ル', U'レ', U'ロ', U'ワ', U'ン', U'゛', U'゜'};
 
 bool is_half_kana(char32_t c) { return c >= 0xFF61 && c <= 0xFF9F; }
 
@@ -61,7 +72,8 @@ char32_t voiced(char32_t base, char32_t mark) {
             return base + 1;
         if (base == U'ツ' || base == U'テ' || base == U'ト') return base + 1;
     }
-    if (mark == 0xFF9F && base >= U'ハ' && base <= U'ホ' && (base - U'ハ') % 3 == 0) return base + 2;
+    if (mark == 0xFF9F && base >= U'ハ' && base <= U'ホ' && (base - U'ハ') % 3 == 0)
+        return base + 2;
     return 0;
 }
 
@@ -231,8 +243,20 @@ bool decode_file_text(std::string_view bytes, std::string& out) {
         out = std::string(bytes.substr(3));
         return is_valid_utf8(out);
     }
+    // Japanese UTF-8 text (three-byte sequences) is very often valid CP932 as well: E3 81 82
+    // reads as two kanji. CP932 text is almost never valid UTF-8 with such sequences, since its
+    // lead bytes 81..9F cannot start one. Two-byte UTF-8 alone is ambiguous (C3 BD is both "ý"
+    // and the half-width "ﾃｽ"): CP932 wins there, as the files are CP932 by default.
+    const bool utf8 = is_valid_utf8(bytes);
+    if (utf8) {
+        for (char c : bytes)
+            if ((static_cast<unsigned char>(c) & 0xF0) >= 0xE0) {
+                out = std::string(bytes);
+                return true;
+            }
+    }
     if (from_cp932(bytes, out)) return true;
-    if (is_valid_utf8(bytes)) {
+    if (utf8) {
         out = std::string(bytes);
         return true;
     }
@@ -243,8 +267,10 @@ bool decode_file_text(std::string_view bytes, std::string& out) {
 std::string upper(std::string_view s) {
     std::u32string cps = to_u32(s);
     for (char32_t& c : cps) {
-        if (c >= U'a' && c <= U'z') c -= 32;
-        else if (c >= U'ａ' && c <= U'ｚ') c -= 32;
+        if (c >= U'a' && c <= U'z')
+            c -= 32;
+        else if (c >= U'ａ' && c <= U'ｚ')
+            c -= 32;
     }
     return to_utf8(cps);
 }
@@ -252,8 +278,10 @@ std::string upper(std::string_view s) {
 std::string lower(std::string_view s) {
     std::u32string cps = to_u32(s);
     for (char32_t& c : cps) {
-        if (c >= U'A' && c <= U'Z') c += 32;
-        else if (c >= U'Ａ' && c <= U'Ｚ') c += 32;
+        if (c >= U'A' && c <= U'Z')
+            c += 32;
+        else if (c >= U'Ａ' && c <= U'Ｚ')
+            c += 32;
     }
     return to_utf8(cps);
 }

@@ -30,8 +30,9 @@ std::string to_cp932(std::string_view utf8, char substitute = '?');
 // Decodes CP932. Returns false (and leaves `out` empty) when the bytes are not valid CP932.
 bool from_cp932(std::string_view bytes, std::string& out);
 bool is_valid_cp932(std::string_view bytes);
-// Decodes a settings or text file: a UTF-8 byte-order mark means UTF-8; otherwise CP932 when the
-// bytes are valid CP932, else UTF-8 when they are valid UTF-8. Returns false when neither fits.
+// Decodes a settings or text file: a UTF-8 byte-order mark means UTF-8; otherwise UTF-8 when the
+// bytes are valid UTF-8 holding a sequence of three or four bytes, else CP932 when they are valid
+// CP932, else UTF-8 when valid. Returns false when neither fits.
 bool decode_file_text(std::string_view bytes, std::string& out);
 
 // Upper case for ASCII letters and full-width Latin letters only; Japanese text is unchanged

@@ -1,0 +1,913 @@
+// The catalogue as data: one row per entry, in catalogue order, separators included. Each row
+// names its category, display name, procedure stem (derived from the name when left empty), its
+// parameter files and, for the operations whose pane is settled, the pane's fields.
+
+#include <algorithm>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "shell/catalogue.h"
+#include "util/text.h"
+
+namespace sheaflow::shell {
+namespace {
+
+// ---- Field builders -------------------------------------------------------------------------
+
+Field text(const char* key, const char* caption, const char* def = "") {
+    return Field{key, FieldKind::Text, caption, def, {}, -1, false};
+}
+Field hist(const char* key, const char* caption, int history, bool reduce_quotes = false) {
+    return Field{key, FieldKind::HistoryText, caption, "", {}, history, reduce_quotes};
+}
+Field check(const char* key, const char* caption, const char* def = "0") {
+    return Field{key, FieldKind::Check, caption, def, {}, -1, false};
+}
+Field option(const char* key, const char* caption, std::vector<Choice> choices, const char* def) {
+    return Field{key, FieldKind::Option, caption, def, std::move(choices), -1, false};
+}
+Field number(const char* key, const char* caption, const char* def = "") {
+    return Field{key, FieldKind::Number, caption, def, {}, -1, false};
+}
+Field row(const char* key, const char* caption) {
+    return Field{key, FieldKind::Row, caption, "", {}, -1, false};
+}
+Field column(const char* key, const char* caption) {
+    return Field{key, FieldKind::Column, caption, "", {}, -1, false};
+}
+Field folder(const char* key, const char* caption, int history = -1) {
+    return Field{key, FieldKind::Folder, caption, "", {}, history, false};
+}
+Field file(const char* key, const char* caption, int history = -1) {
+    return Field{key, FieldKind::File, caption, "", {}, history, false};
+}
+Field sheets(const char* key, const char* caption) {
+    return Field{key, FieldKind::SheetList, caption, "", {}, -1, false};
+}
+
+std::vector<Field> fields(std::initializer_list<std::vector<Field>> parts) {
+    std::vector<Field> out;
+    for (const auto& p : parts) out.insert(out.end(), p.begin(), p.end());
+    return out;
+}
+
+// The cell range of a pane: column-from, row-from, column-to, row-to.
+std::vector<Field> range4() {
+    return {column("col_from", "開始列"), row("row_from", "開始行"), column("col_to", "終了列"),
+            row("row_to", "終了行")};
+}
+
+// The three check boxes of the text search and replace panes.
+std::vector<Field> match3() {
+    return {check("match_case", "大文字と小文字を区別する"),
+            check("match_byte", "半角と全角を区別する"),
+            check("whole_cell", "セル内容が完全に同一であるものを検索する")};
+}
+
+Field look_in() {
+    return option("look_in", "検索対象", {{"formulas", "数式"}, {"values", "値"}}, "formulas");
+}
+
+Field output_folder(int history) { return folder("folder", "登録先ディレクトリ", history); }
+
+// Kinds of item that the colour operations treat, one check box each.
+std::vector<Field> colour_kinds() {
+    return {check("font", "文字", "1"),
+            check("interior", "背景", "1"),
+            check("pattern", "パターン", "1"),
+            check("borders", "罫線", "1"),
+            check("format_conditions", "条件付き書式", "1"),
+            check("comments", "コメント", "1"),
+            check("shapes", "オートシェイプ", "1"),
+            check("controls", "コントロール", "1"),
+            check("tab", "見出し(TAB)", "1")};
+}
+
+Field sheet_target(bool with_all) {
+    std::vector<Choice> c = {{"active", "アクティブシート"}, {"position", "シート位置"}};
+    if (with_all) c.push_back({"all", "すべてのシート"});
+    return option("target", "対象シート", std::move(c), "active");
+}
+
+// ---- Rows -----------------------------------------------------------------------------------
+
+enum Flags : unsigned { kNone = 0, kPlain = 1, kShared = 2 };
+
+struct Entry {
+    std::string category;
+    std::string name;
+    std::string proc;                     // "" = derived from category and name
+    std::vector<std::string> files = {};  // main file, then history files (without ".txt")
+    std::vector<Field> pane = {};
+    unsigned flags = kNone;
+    std::vector<std::string> extra = {};  // files left to the operation's own procedures
+};
+
+const char* const S = kSeparator10;
+
+const std::vector<Entry>& table() {
+    const char* F = "ファイル";
+    const char* AF = "すべてのシート_ファイル";
+    const char* E = "編集";
+    const char* AE = "すべてのシート_編集";
+    const char* V = "表示";
+    const char* C = "セル";
+    const char* AC = "すべてのシート_セル";
+    const char* R = "行";
+    const char* AR = "すべてのシート_行";
+    const char* L = "列";
+    const char* AL = "すべてのシート_列";
+    const char* D = "データ";
+    const char* AD = "すべてのシート_データ";
+    const char* SH = "シート";
+    const char* AS = "すべてのシート_シート";
+    const char* T = "ツール";
+    const char* AT = "すべてのシート_ツール";
+    const char* X = "Excel";
+
+    static const std::vector<Entry> rows = {
+        // ファイル
+        {F, "ファイル名を変えて保存", "", {"FileHenkan2", "FileHenkan2_T"}},
+        {F,
+         "ファイル名の一部を変更して保存",
+         "",
+         {"FileHenkan", "FileHenkan_T0", "FileHenkan_T1", "FileHenkan_T2"}},
+        {F, "ファイル名にシート名を追加", "", {"FileSheet"}},
+        {F, "ファイル名にセルの値を追加", "", {"FileCell", "FileCell_T"}},
+        {F, S, ""},
+        {F, "同じファイル名でファイルを作成", "", {"File_Onaji", "File_Onaji_T0", "File_Onaji_T1"}},
+        {F,
+         "セルの値をファイル名と扱いファイルを作成",
+         "ファイル_セルの値でファイルを作成",
+         {"File_CellOnaji", "File_CellOnaji_T0", "File_CellOnaji_T1"}},
+        {F, "セルの値でフォルダーに分類", "", {"Cell_Bunrui", "Cell_Bunrui_T"}},
+        {F,
+         "セルの値をフォルダ名と扱いフォルダを作成",
+         "ファイル_セルの値でフォルダを作成",
+         {"File_CellFolder", "File_CellFolder_T"}},
+        {F, S, ""},
+        {F,
+         "拡張子変更(CSV・XLS・XLSX)",
+         "ファイル_拡張子変更_XLS_CSV",
+         {"File_Extenion", "File_Extenion_T"},
+         {option("old_ext", "変更前の拡張子",
+                 {{"xls", "XLS"}, {"xlsx", "XLSX"}, {"xlsm", "XLSM"}, {"csv", "CSV"}}, "xlsx"),
+          option("new_ext", "変更後の拡張子",
+                 {{"csv", "CSV"},
+                  {"tsv", "TSV"},
+                  {"txt", "TXT"},
+                  {"xls", "XLS"},
+                  {"xlsx", "XLSX"},
+                  {"xlsm", "XLSM"}},
+                 "csv"),
+          option("txt_method", "TXTの編集方法", {{"comma", "カンマ区切り"}, {"tab", "タブ区切り"}},
+                 "comma"),
+          output_folder(0)}},
+        {F, "間隔をあけて再登録", "", {"File_ReUpdate"}},
+        {F,
+         "すべてのファイルを１つのファイルにまとめる",
+         "ファイル_1つのファイルにまとめる",
+         {"File_To_1File"},
+         fields({{option("input", "入力シート",
+                         {{"all", "すべてのシート"},
+                          {"active", "アクティブシート"},
+                          {"search", "シート名に検索文字列を含むシート"}},
+                         "all")},
+                 {text("search1", "検索文字列１"), text("search2", "検索文字列２"),
+                  text("search3", "検索文字列３"), text("search4", "検索文字列４"),
+                  text("search5", "検索文字列５"), text("search6", "検索文字列６"),
+                  text("search7", "検索文字列７"), text("search8", "検索文字列８"),
+                  text("search9", "検索文字列９"), text("search10", "検索文字列１０")}})},
+        {F,
+         "サブフォルダー⇔ファイル名",
+         "",
+         {"SubFolder_File", "SubFolder_File_T1", "SubFolder_File_T2"}},
+        {F, S, ""},
+        {F,
+         "パスワード変更１",
+         "",
+         {"Password", "Password_T0", "Password_T1", "Password_T2", "Password_T3"}},
+        {F, "パスワード変更２", "", {"Password2"}},
+        {F, S, ""},
+        {F, "ファイル名の一部をセルの値にする", "", {"File_Moji"}},
+        {F,
+         "シートごとのファイルに分割",
+         "",
+         {"File_SheetBunkatu", "File_SheetBunkatu_T"},
+         {output_folder(0)}},
+        {F,
+         "オブジェクトごとのファイルに分割",
+         "",
+         {"File_AutoShapeBunkatu", "File_AutoShapeBunkatu_T"},
+         {output_folder(0)}},
+        {F, "シート名でフォルダーに分類", "", {"File_Sheet_Bunrui", "File_Sheet_Bunrui_T"}},
+        {F, S, ""},
+        {F, "頁設定_一覧", "", {"Page_Display"}},
+        {F,
+         "頁設定_更新",
+         "",
+         {"PageSetup_1"},
+         {},
+         kNone,
+         {"PageSetup_2", "PageSetup_3", "PageSetup_4"}},
+        {F, "印字した場合の頁情報", "", {"File_Page_Joho"}},
+        {F, "印字", "", {"File_Page"}},
+        {F, "印字（色なし）", "ファイル_印字色なし", {"File_Page_None"}},
+        {F, "印字（ＰＤＦ・ＸＰＳ）", "ファイル_印字PDF", {"File_PagePDF", "File_PagePDF_T"}},
+        {F, S, ""},
+        {F, "プロパティ一覧", "", {"File_PropertyPrint"}},
+        {F,
+         "プロパティ設定",
+         "",
+         {"File_PropertyUpdate", "File_PropertyUpdate_T0", "File_PropertyUpdate_T1",
+          "File_PropertyUpdate_T2", "File_PropertyUpdate_T3", "File_PropertyUpdate_T4"}},
+
+        // すべてのシート_ファイル
+        {AF, "ＣＳＶで出力", "", {"AllSheet_File_CSV", "AllSheet_File_CSV_T"}, {output_folder(0)}},
+        {AF, "ＴＳＶで出力", "", {"AllSheet_File_TSV", "AllSheet_File_TSV_T"}, {output_folder(0)}},
+        {AF,
+         "ＴＸＴで出力",
+         "",
+         {"AllSheet_File_TXT", "AllSheet_File_TXT_T"},
+         {output_folder(0), option("txt_method", "TXTの編集方法",
+                                   {{"comma", "カンマ区切り"}, {"tab", "タブ区切り"}}, "comma")}},
+        {AF, S, ""},
+        {AF, "まとめて印字", "", {"AllSheet_File_Print"}},
+        {AF,
+         "まとめて印字（ＰＤＦ・ＸＰＳ）",
+         "すべてのシート_ファイル_まとめて印字PDF",
+         {"AllSheet_File_PrintPDF", "AllSheet_File_PrintPDF_T"}},
+        {AF, "シートを選択して印字", "", {"AllSheet_File_SelectPrint"}},
+        {AF, "シートを選択してまとめて印字", "", {"AllSheet_File_SelectPrint2"}},
+        {AF, S, ""},
+        {AF, "頁設定_一覧", "", {}, {}, kShared},
+        {AF, "頁設定_更新", "", {}, {}, kShared},
+
+        // 編集
+        {E, "コピー貼付", "", {"CopyPaste2", "CopyPaste2_T0", "CopyPaste2_T1"}},
+        {E, "コピー貼付_セル", "", {"CopyPaste", "CopyPaste_T0", "CopyPaste_T1"}},
+        {E,
+         "コピー貼付_セル_特殊",
+         "",
+         {"CopyPaste_Tokusyu", "CopyPaste_Tokusyu_T0", "CopyPaste_Tokusyu_T1"},
+         {},
+         kNone,
+         {"CopyPaste_Tokusyu1"}},
+        {E, "コピー貼付_行", "", {"CopyPaste_Gyo", "CopyPaste_Gyo_T0", "CopyPaste_Gyo_T1"}},
+        {E, "コピー貼付_列", "", {"CopyPaste_Retu", "CopyPaste_Retu_T0", "CopyPaste_Retu_T1"}},
+        {E, S, ""},
+        {E, "切取り貼付_セル", "", {"CutPaste", "CutPaste_T0", "CutPaste_T1"}},
+        {E, "切取り貼付_行", "", {"CutPaste_Gyo", "CutPaste_Gyo_T0", "CutPaste_Gyo_T1"}},
+        {E, "切取り貼付_列", "", {"CutPaste_Retu", "CutPaste_Retu_T0", "CutPaste_Retu_T1"}},
+        {E, S, ""},
+        {E, "コピー_シート１", "", {"Sheet_Copy", "Sheet_Copy_T"}},
+        {E, "コピー_シート２", "", {"Sheet_Insert2"}, {}, kNone, {"Sheet_Insert2_List"}},
+        {E, "コピー_シート３", "", {"Hensyu_Sheet3", "Hensyu_Sheet3_T"}},
+        {E, S, ""},
+        {E,
+         "コピー貼付_頁設定",
+         "",
+         {"PageSetup_Copy", "PageSetup_Copy_T0", "PageSetup_Copy_T1"},
+         {},
+         kNone,
+         {"PageSetup_Copy1"}},
+        {E,
+         "コピー貼付_オブジェクト",
+         "",
+         {"AutoShape_CopyPaste", "AutoShape_CopyPaste_T0", "AutoShape_CopyPaste_T1",
+          "AutoShape_CopyPaste_T2"}},
+        {E,
+         "切取り貼付_オブジェクト",
+         "",
+         {"CutPaste_AutoShape", "CutPaste_AutoShape_T0", "CutPaste_AutoShape_T1",
+          "CutPaste_AutoShape_Name_T"}},
+        {E,
+         "コピー貼付_条件付き書式",
+         "",
+         {"JokenSyosiki_CopyPaste", "JokenSyosiki_CopyPaste_T0", "JokenSyosiki_CopyPaste_T1"}},
+        {E, "コピー貼付_スタイル", "", {"CopyPaste_Style"}},
+        {E, "コピー貼付_すべてのスタイル", "", {"CopyPaste_StyleAll"}},
+        {E,
+         "コピー貼付_コメント→セル",
+         "",
+         {"CopyPaste_Comment1", "CopyPaste_Comment_T0", "CopyPaste_Comment_T1"},
+         {},
+         kNone,
+         {"CopyPaste_Comment2"}},
+        {E, S, ""},
+        {E, "クリア", "", {"Clear"}},
+        {E, "クリア特殊", "", {"Clear2"}, {}, kNone, {"Clear2_2"}},
+        {E, "ジャンプ", "", {"Jump"}},
+
+        // すべてのシート_編集
+        {AE, "クリア", "", {}, {}, kShared},
+        {AE, "クリア特殊", "", {}, {}, kShared},
+        {AE, "コピー貼付_頁設定", "", {}, {}, kShared},
+
+        // 表示
+        {V, "枠の固定", "", {"Sheet_Freeze"}},
+        {V, "ズーム", "", {"Display"}},
+        {V, "レイアウト", "", {"Display_View"}},
+
+        // セル
+        {C, "削除", "", {"Cell_Delete"}},
+        {C, "挿入", "", {"Cell_Insert"}},
+        {C, S, ""},
+        {C, "書式設定１", "", {"Cell_Format1"}},
+        {C, "書式設定２", "", {"Cell_Format2"}},
+        {C, "書式設定３", "", {"Cell_Format3"}},
+        {C, "書式設定（数値表示）", "", {"Cell_Format_Number"}},
+        {C, "書式設定（文字列の一部）", "", {"Cell_Format_Part"}},
+        {C, "書式一覧", "", {"Cell_Format_List"}},
+        {C, "書式一括修正", "", {"Cell_Format_Update"}},
+        {C, "書式ごとのセル一覧", "", {"Cell_Format_CellList"}},
+        {C, "画像として印字", "", {"Cell_Picture"}},
+        {C, S, ""},
+        {C, "コメント書式一覧", "", {"Cell_Comment_FormatList"}},
+        {C, "コメント書式設定", "", {"Cell_Comment_Format"}},
+        {C, "コメントの文字書式設定", "", {"Cell_Comment_Font"}},
+        {C, S, ""},
+        {C, "値の加算_画面表示", "", {"Cell_Sum_Display"}},
+        {C, "値の加算_EXCEL登録", "", {"Cell_Sum_Excel"}},
+        {C, "値の加算_リンク登録", "", {"Cell_Sum_Link"}},
+        {C, "セルの値でハイパーリンク作成", "", {"Cell_Hyperlink"}},
+        {C, S, ""},
+        {C, "文字列設定１", "", {"Cell_Moji_Settei1"}},
+        {C, "文字列設定２", "", {"Cell_Moji_Settei2"}},
+        {C,
+         "文字列検索",
+         "",
+         {"Cell_Search", "Cell_Search_T"},
+         fields({range4(), {hist("search", "検索文字", 0, true)}, match3(), {look_in()}})},
+        {C,
+         "文字列置換",
+         "",
+         {"Cell_Tikan", "Cell_Tikan_T0", "Cell_Tikan_T1"},
+         fields({range4(),
+                 {hist("search", "検索文字", 0, true), hist("replace", "置換後の文字", 1)},
+                 match3()})},
+        {C, "日付検索", "", {"Cell_DateSearch"}},
+        {C, "ふり仮名検索", "", {"Cell_Furigana"}},
+        {C,
+         "カナ→ローマ字",
+         "",
+         {"Cell_Romaji"},
+         fields({range4(),
+                 {option("style", "出力形式",
+                         {{"hepburn", "ヘボン式（長音記号あり）"},
+                          {"hepburn_capital", "ヘボン式・先頭大文字"},
+                          {"hepburn_upper", "ヘボン式・大文字"},
+                          {"hepburn_family_upper", "ヘボン式・姓のみ大文字"},
+                          {"hepburn_reversed", "ヘボン式・名 姓"},
+                          {"hepburn_reversed_capital", "ヘボン式・名 姓・先頭大文字"},
+                          {"hepburn_reversed_upper", "ヘボン式・名 姓・大文字"},
+                          {"hepburn_reversed_family_upper", "ヘボン式・名 姓・姓のみ大文字"},
+                          {"simple", "簡易式（長音記号なし）"},
+                          {"simple_capital", "簡易式・先頭大文字"},
+                          {"simple_upper", "簡易式・大文字"},
+                          {"simple_family_upper", "簡易式・姓のみ大文字"},
+                          {"simple_reversed", "簡易式・名 姓"},
+                          {"simple_reversed_capital", "簡易式・名 姓・先頭大文字"},
+                          {"simple_reversed_upper", "簡易式・名 姓・大文字"},
+                          {"simple_reversed_family_upper", "簡易式・名 姓・姓のみ大文字"}},
+                         "hepburn")}})},
+        {C, S, ""},
+        {C, "条件付き書式設定", "", {"Cell_JokenSyosiki"}},
+        {C, "値のチェック", "", {"Cell_ValueCheck"}},
+        {C,
+         "整数の桁数チェック",
+         "",
+         {"Cell_Seisu_Keta"},
+         fields({range4(),
+                 {number("digits", "整数部の桁数"),
+                  option("value_kind", "チェックする値",
+                         {{"value", "セルの値"}, {"display", "表示形式で表示した値"}}, "value")}})},
+        {C,
+         "小数の桁数チェック",
+         "",
+         {"Cell_Syosu_Keta"},
+         fields({range4(),
+                 {number("digits", "小数部の桁数"),
+                  option("value_kind", "チェックする値",
+                         {{"value", "セルの値"}, {"display", "表示形式で表示した値"}}, "value")}})},
+        {C, "エラー表示一覧", "", {"Cell_ErrorList"}},
+        {C, "カラーチェック", "", {"Cell_ColorCheck"}},
+        {C, S, ""},
+        {C, "文字の追加", "", {"Cell_Moji_Add"}},
+        {C, "文字の操作１", "", {"Cell_Moji_Sosa1"}},
+        {C,
+         "文字の操作１_漢数字",
+         "",
+         {"Cell_Moji_Sosa1_Kansuji"},
+         fields({range4(),
+                 {option("mode", "変換方法",
+                         {{"half", "漢数字→半角数字"},
+                          {"full", "漢数字→全角数字"},
+                          {"kanji", "数字→漢数字"}},
+                         "half")}})},
+        {C, "文字の操作２", "", {"Cell_Moji_Sosa2"}},
+        {C, S, ""},
+        {C, "計算式一覧", "", {"Cell_Formula_List"}},
+        {C, "結合セル一覧", "", {"Cell_Merge_List"}},
+        {C, "計算式解析", "", {"Cell_Formula_Kaiseki"}},
+        {C, "計算式で影響するセル一覧", "", {"Cell_Formula_Precedents"}},
+
+        // すべてのシート_セル
+        {AC,
+         "文字列検索",
+         "",
+         {"Sheet_Search", "Sheet_Search_T"},
+         fields({{hist("search", "検索文字", 0, true)}, match3(), {look_in()}})},
+        {AC,
+         "文字列置換",
+         "",
+         {"Sheet_Tikan", "Sheet_Tikan_T0", "Sheet_Tikan_T1"},
+         fields({{hist("search", "検索文字", 0, true), hist("replace", "置換後の文字", 1)},
+                 match3()})},
+        {AC, "スタイル利用状況", "", {"AllSheet_Cell_StyleUse"}},
+        {AC, S, ""},
+        {AC, "削除", "", {}, {}, kShared},
+        {AC, "書式設定１", "", {}, {}, kShared},
+        {AC, "書式ごとのセル一覧", "", {}, {}, kShared},
+
+        // 行
+        {R, "削除", "", {"Gyo_Delete"}},
+        {R, "挿入１", "", {"Gyo_Insert"}},
+        {R, "挿入２", "", {"Gyo_Insert_2"}},
+        {R, "空白行削除", "", {"Gyo_NullDelete"}},
+        {R, S, ""},
+        {R, "表示１", "", {"Gyo_Hidden"}},
+        {R, "表示２", "", {"Gyo_Hidden2"}},
+        {R, "高さ設定１", "", {"Gyo_RowHeight"}},
+        {R, "高さ設定２", "", {"Gyo2_RowHeight", "Gyo2_RowHeight_T"}},
+        {R, "高さ一覧", "", {"Gyo_Gamen"}},
+        {R, S, ""},
+        {R, "値あり行一覧", "", {"Gyo_Bottom"}},
+        {R, "グループ", "", {"Data_Gyo_Group"}},
+
+        // すべてのシート_行
+        {AR, "削除", "", {}, {}, kShared},
+        {AR, "挿入１", "", {}, {}, kShared},
+        {AR, "空白行削除", "", {}, {}, kShared},
+        {AR, S, ""},
+        {AR, "表示１", "", {}, {}, kShared},
+        {AR, "高さ設定１", "", {}, {}, kShared},
+        {AR, "高さ一覧", "", {}, {}, kShared},
+        {AR, S, ""},
+        {AR, "値あり行一覧", "", {}, {}, kShared},
+        {AR, "グループ", "", {}, {}, kShared},
+
+        // 列
+        {L, "削除", "", {"Retu_Delete"}},
+        {L, "挿入", "", {"Retu_Insert"}},
+        {L, "空白列削除", "", {"Retu_NullDelete"}},
+        {L, S, ""},
+        {L, "表示１", "", {"Retu_Hidden"}},
+        {L, "表示２", "", {"Retu_Hidden2"}},
+        {L, "幅設定１", "", {"Retu_ColumnWidth"}},
+        {L, "幅設定２", "", {"Retu2_ColumnWidth", "Retu2_ColumnWidth_T"}},
+        {L,
+         "タイトル行を除いて列幅自動調整",
+         "列_タイトル列幅自動調整",
+         {"Data_Retu_Title_ColumnWidth"}},
+        {L, "幅一覧", "", {"Retu_Gamen"}},
+        {L, S, ""},
+        {L, "値あり列一覧", "", {"Retu_Right"}},
+        {L, "データ重複検索", "", {"Data_Retu_DataTyohuku"}},
+        {L, "文字の分割", "", {"Retu_MojiBunkatu"}, {}, kNone, {"Retu_MojiBunkatu_2"}},
+        {L, "グループ", "", {"Data_Retu_Group"}},
+
+        // すべてのシート_列
+        {AL, "削除", "", {}, {}, kShared},
+        {AL, "挿入", "", {}, {}, kShared},
+        {AL, "空白列削除", "", {}, {}, kShared},
+        {AL, S, ""},
+        {AL, "表示１", "", {}, {}, kShared},
+        {AL, "幅設定１", "", {}, {}, kShared},
+        {AL, "タイトル行を除いて列幅自動調整", "", {}, {}, kShared},
+        {AL, "幅一覧", "", {}, {}, kShared},
+        {AL, S, ""},
+        {AL, "値あり列一覧", "", {}, {}, kShared},
+        {AL, "グループ", "", {}, {}, kShared},
+
+        // データ
+        {D,
+         "入力規則設定",
+         "",
+         {"Data_Input_Settei", "Data_Input_Settei_KM1_T", "Data_Input_Settei_KM2_T"}},
+        {D,
+         "入力規則修正",
+         "",
+         {"Data_Input_Update", "Data_Input_Update_KM1_T0", "Data_Input_Update_KM1_T1",
+          "Data_Input_Update_KM2_T0", "Data_Input_Update_KM2_T1"}},
+        {D, "入力規則削除", "", {"Data_Input_Delete"}},
+
+        // すべてのシート_データ
+        {AD, "入力規則設定", "", {}, {}, kShared},
+        {AD, "入力規則修正", "", {}, {}, kShared},
+        {AD, "入力規則削除", "", {}, {}, kShared},
+
+        // シート
+        {SH,
+         "選択したシート以外、削除",
+         "シート_選択以外削除",
+         {"Sheet_SelectNotDelete"},
+         {sheets("sheets", "残すシート")}},
+        {SH,
+         "シートを選択して削除",
+         "シート_選択削除",
+         {"Sheet_SelectDelete"},
+         {sheets("sheets", "削除するシート")}},
+        {SH, "初期化", "", {"Sheet_Syokika"}},
+        {SH, "選択", "", {"Sheet_Select"}},
+        {SH,
+         "移動",
+         "",
+         {"Sheet_Move", "Sheet_Move_T"},
+         {option("source", "移動元", {{"name", "シート名"}, {"position", "シート位置"}}, "name"),
+          hist("source_name", "移動元のシート名", 0),
+          number("source_position", "移動元のシート位置"),
+          number("target_position", "移動先のシート位置"),
+          option("where", "移動先", {{"before", "指定位置の前"}, {"after", "指定位置の後"}},
+                 "before")}},
+        {SH,
+         "挿入",
+         "",
+         {"Sheet_Insert"},
+         {option("mode", "挿入位置",
+                 {{"front", "先頭"},
+                  {"before_active", "アクティブシートの前"},
+                  {"after_active", "アクティブシートの後"},
+                  {"position", "シート位置"}},
+                 "front"),
+          number("position", "シート位置"), number("count", "挿入するシート数", "1")}},
+        {SH,
+         "削除",
+         "",
+         {"Sheet_Delete", "Sheet_Delete_T"},
+         {option(
+              "mode", "削除するシート",
+              {{"name", "シート名"}, {"active", "アクティブシート"}, {"list", "シート名（複数）"}},
+              "name"),
+          hist("name", "シート名", 0)}},
+        {SH, "不要なシートを一括削除", "", {}},
+        {SH, "表示", "", {"Sheet_Hidden"}},
+        {SH, S, ""},
+        {SH,
+         "シート名一覧",
+         "",
+         {"Sheet_NameList"},
+         {option("order", "並び順",
+                 {{"file", "ファイル名順"}, {"sheet", "シート名順"}, {"code", "コード名順"}},
+                 "file")}},
+        {SH,
+         "シート名変更",
+         "",
+         {"Sheet_Name", "Sheet_Name_T0", "Sheet_Name_T1"},
+         {hist("old_name", "変更前のシート名", 0), hist("new_name", "変更後のシート名", 1),
+          option("basis", "変更基準",
+                 {{"active", "アクティブシート"},
+                  {"exact", "シート名（完全一致）"},
+                  {"part", "シート名（一部）"}},
+                 "exact")},
+         kPlain},
+        {SH,
+         "シート名設定",
+         "",
+         {"Sheet_Name_Settei", "Sheet_Name_Settei_T"},
+         {sheet_target(false), number("position", "シート位置"), hist("new_name", "シート名", 0)}},
+        {SH,
+         "シート名編集",
+         "",
+         {"Sheet_Name_Hensyu", "Sheet_Name_Hensyu_T"},
+         {sheet_target(true), number("position", "シート位置"),
+          option("method", "編集の方法",
+                 {{"prefix", "先頭に文字を追加"},
+                  {"suffix", "末尾に文字を追加"},
+                  {"cut_head", "先頭から文字を削除"},
+                  {"cut_tail", "末尾から文字を削除"},
+                  {"wide", "全角に変換"},
+                  {"narrow", "半角に変換"},
+                  {"upper", "大文字に変換"},
+                  {"lower", "小文字に変換"}},
+                 "prefix"),
+          hist("text", "追加する文字", 0), number("count", "削除する文字数")}},
+        {SH,
+         "シート名をファイル名の一部から引用",
+         "",
+         {"Sheet_Name_FileName"},
+         {sheet_target(false), number("position", "シート位置"),
+          number("start", "ファイル名の開始位置", "1"),
+          number("length", "文字数（空白は最後まで）")}},
+        {SH, "シート名順でソート", "", {}},
+        {SH, "コード名変更", "", {"Sheet_CodeName"}},
+        {SH, S, ""},
+        {SH, "見出し(TAB)の色設定", "シート_見出しの色設定", {"Sheet_TabColor"}},
+        {SH, "見出し(TAB)の色一覧", "シート_見出しの色一覧", {"Sheet_TabColor_List"}},
+        {SH, "見出し(TAB)のスクロール", "シート_見出しのスクロール", {"Sheet_TabScroll"}},
+        {SH, S, ""},
+        {SH,
+         "ColorIndexカラー標準化",
+         "",
+         {"Sheet_ColorIndex1_Update"},
+         colour_kinds(),
+         kNone,
+         {"Sheet_ColorIndex2_Update", "Sheet_ColorIndex3_Update"}},
+        {SH, "Color2010カラー標準化", "", {"Sheet_Color2010_Update"}, colour_kinds()},
+        {SH, "ColorIndexカラー標準以外の一覧", "", {"Sheet_ColorIndex_List"}, colour_kinds()},
+        {SH, "Color2010カラー標準以外の一覧", "", {"Sheet_Color2010_List"}, colour_kinds()},
+        {SH, S, ""},
+        {SH, "オブジェクト一覧", "", {"Sheet_Object_List"}},
+        {SH, "オブジェクト削除", "", {"Sheet_Object_Delete"}},
+        {SH, "オブジェクト移動", "", {"Sheet_Object_Move"}},
+        {SH, "オブジェクト名の変更", "", {"Sheet_Object_Name"}},
+        {SH, "オブジェクト拡大縮小", "", {"Sheet_Object_Scale"}},
+        {SH, S, ""},
+        {SH, "保護", "", {"Sheet_Protect"}},
+
+        // すべてのシート_シート
+        {AS, "シート名変更", "", {}, {}, kShared},
+        {AS, "保護", "", {}, {}, kShared},
+
+        // ツール
+        {T,
+         "マクロ内のプログラム検索",
+         "",
+         {"Tool_Macro_ProgramSearch", "Tool_Macro_ProgramSearch_T"},
+         {hist("search", "検索文字", 0)}},
+        {T, S, ""},
+        {T,
+         "マクロインポート(標準モージュール)",
+         "ツール_マクロインポート_標準",
+         {"Tool_Macro_Irekae", "Tool_Macro_Irekae_T"},
+         {file("file", "マクロファイル(*.bas)", 0)}},
+        {T,
+         "マクロインポート(ThisWorkbook)",
+         "ツール_マクロインポート_ThisWorkbook",
+         {"Tool_Macro_ImportThisWorkbook", "Tool_Macro_ImportThisWorkbook_T"},
+         {file("file", "マクロファイル(*.txt)", 0)}},
+        {T,
+         "マクロインポート(シート)",
+         "",
+         {"Tool_Macro_ImportSheet", "Tool_Macro_ImportSheet_T1", "Tool_Macro_ImportSheet_T2",
+          "Tool_Macro_ImportSheet_T3"},
+         {file("file", "マクロファイル(*.txt)", 0),
+          option("target", "マクロインポート先", {{"name", "シート名"}, {"code", "コード名"}},
+                 "name"),
+          hist("sheet_name", "シート名", 1), hist("code_name", "コード名", 2)}},
+        {T,
+         "マクロエクスポート（すべて）",
+         "ツール_マクロエクスポート",
+         {"Tool_Macro_Exsport", "Tool_Macro_Exsport_T"},
+         {folder("folder", "エクスポート先ディレクトリ", 0)}},
+        {T,
+         "マクロ削除１",
+         "",
+         {"Tool_Macro_Del"},
+         {check("sheet_modules", "シートモジュールのマクロを削除（ThisWorkbookを除く）"),
+          check("this_workbook", "ThisWorkbookのマクロを削除"),
+          check("other_modules", "標準・クラス・フォームモジュールを削除")}},
+        {T,
+         "マクロ削除２",
+         "",
+         {"Tool_Macro_Del20"},
+         {sheets("modules", "削除するマクロ")},
+         kNone,
+         {"Tool_Macro_Del21"}},
+        {T,
+         "マクロ削除３",
+         "",
+         {"Tool_Macro_Del3", "Tool_Macro_Del3_T0", "Tool_Macro_Del3_T1", "Tool_Macro_Del3_T2"},
+         {option("target", "削除するマクロ",
+                 {{"this_workbook", "ThisWorkbook"},
+                  {"sheet", "シートモジュール"},
+                  {"standard", "標準モジュール"}},
+                 "standard"),
+          option("sheet_by", "シートモジュール削除", {{"name", "シート名"}, {"code", "コード名"}},
+                 "name"),
+          hist("sheet_name", "シート名", 0), hist("code_name", "コード名", 1),
+          hist("module_name", "標準モジュール名", 2)}},
+        {T,
+         "マクロ名変更(標準モージュール)",
+         "ツール_マクロ名変更標準",
+         {"Macro_HyojunName_Henko", "Macro_HyojunName_Henko_T0", "Macro_HyojunName_Henko_T1"},
+         {hist("old_name", "変更前のモジュール名", 0),
+          hist("new_name", "変更後のモジュール名", 1)}},
+        {T,
+         "マクロ名一覧",
+         "",
+         {"Tool_Macro_Print"},
+         {option("kind", "一覧にする手続き",
+                 {{"all", "すべて"}, {"function", "Functionのみ"}, {"sub", "Subのみ"}}, "all")}},
+        {T, "マクロ最終改行のみ行削除", "", {}},
+        {T,
+         "外部マクロ実行",
+         "",
+         {"Tool_GaibuMCR", "Tool_GaibuMCR_Mdl", "Tool_GaibuMCR_Mcr", "Tool_GaibuMCR_File"},
+         {file("book", "マクロのあるファイル", 2), hist("module", "モジュール名", 0),
+          hist("macro", "マクロ名", 1)}},
+        {T, S, ""},
+        {T, "シート用オプション設定", "", {"Tool_Option_Sheet"}},
+        {T, "シート用オプション一覧", "", {"Tool_Option_SheetList"}},
+        {T, "ブック用オプション設定", "", {"Tool_Option_Book"}},
+        {T, "ブック用オプション一覧", "", {"Tool_Option_BookList"}},
+        {T, S, ""},
+        {T, "ブックの保護", "", {"Tool_Book_Protect"}},
+        {T, "ブックの共有", "", {"Tool_Book_Share"}},
+        {T, "水平スクロールバーの幅設定", "", {"Tool_Option_HorizontalScrollBar"}},
+        {T, S, ""},
+        {T, "スタイル定義一覧", "", {"Tool_Style_List"}},
+        {T, "スタイル定義削除", "", {"Tool_Style_Delete"}},
+
+        // すべてのシート_ツール
+        {AT, "シート用オプション設定", "", {}, {}, kShared},
+        {AT, "シート用オプション一覧", "", {}, {}, kShared},
+
+        // Excel: information lists; only the function list keeps a parameter file.
+        {X, "Systemフォルダ一覧", ""},
+        {X, "Excelバージョン一覧", ""},
+        {X, S, ""},
+        {X, "リボンフォント一覧", ""},
+        {X, "スクリーンフォント一覧", ""},
+        {X, "プリンターフォント一覧", ""},
+        {X, "すべてのフォント一覧", ""},
+        {X, "すべてのプリンターのフォント一覧", ""},
+        {X, kSeparator5, ""},
+        {X, "コマンドバー一覧", ""},
+        {X, "コマンドメニュー一覧", ""},
+        {X, S, ""},
+        {X, "ColorIndex一覧", ""},
+        {X, "Color2010一覧", ""},
+        {X, S, ""},
+        {X, "関数一覧", "", {"Excel_Func"}},
+        {X, "標準スタイル定義一覧", ""},
+        {X, "列番号対応表", ""},
+    };
+    return rows;
+}
+
+// The procedure-safe form of a display name: full-width letters and digits become ASCII, an
+// opening bracket becomes "_", a closing one is dropped, and arrows become "_".
+std::string procedure_safe(const std::string& name) {
+    std::u32string out;
+    for (char32_t c : text::to_u32(name)) {
+        if ((c >= U'０' && c <= U'９') || (c >= U'Ａ' && c <= U'Ｚ') || (c >= U'ａ' && c <= U'ｚ'))
+            out.push_back(c - 0xFEE0);
+        else if (c == U'（' || c == U'(' || c == U'→' || c == U'⇔')
+            out.push_back(U'_');
+        else if (c == U'）' || c == U')' || c == U'、')
+            continue;
+        else
+            out.push_back(c);
+    }
+    return text::to_utf8(out);
+}
+
+std::vector<OperationDecl> build() {
+    std::vector<OperationDecl> out;
+    out.reserve(table().size());
+    for (const Entry& e : table()) {
+        OperationDecl d;
+        d.category = e.category;
+        d.name = e.name;
+        d.key_name = text::upper(e.name);
+        if (!d.is_separator())
+            d.proc = e.proc.empty() ? e.category + "_" + procedure_safe(e.name) : e.proc;
+        if (!e.files.empty()) {
+            d.main_file = e.files.front() + ".txt";
+            for (std::size_t i = 1; i < e.files.size(); ++i)
+                d.history_files.push_back(e.files[i] + ".txt");
+        }
+        for (const std::string& x : e.extra) d.extra_files.push_back(x + ".txt");
+        d.plain = (e.flags & kPlain) != 0;
+        d.shares_base = (e.flags & kShared) != 0;
+        d.fields = e.pane;
+        out.push_back(std::move(d));
+    }
+    return out;
+}
+
+}  // namespace
+
+const std::vector<OperationDecl>& declarations() {
+    static const std::vector<OperationDecl> all = build();
+    return all;
+}
+
+// The order in which Text_Update visits the operations that own parameter files. The desktop
+// program's sequence is known from the file-name operations onwards; the operations before them
+// (sorted by their stems in code page 932 order, which is how that sequence is ordered) come
+// first.
+const std::vector<const OperationDecl*>& text_update_order() {
+    static const std::vector<const OperationDecl*> order = [] {
+        static const char* const kKnown[] = {
+            "ツール_マクロインポート_ThisWorkbook",
+            "ツール_マクロインポート_シート",
+            "ツール_マクロインポート_標準",
+            "ツール_マクロエクスポート",
+            "ツール_マクロ削除1",
+            "ツール_マクロ削除2",
+            "ツール_マクロ削除3",
+            "ツール_マクロ内のプログラム検索",
+            "ツール_マクロ名一覧",
+            "ツール_マクロ名変更標準",
+            "ツール_外部マクロ実行",
+            "ツール_水平スクロールバーの幅設定",
+            "データ_入力規則削除",
+            "データ_入力規則修正",
+            "データ_入力規則設定",
+            "ファイル_1つのファイルにまとめる",
+            "ファイル_オブジェクトごとのファイルに分割",
+            "ファイル_サブフォルダー_ファイル名",
+            "ファイル_シートごとのファイルに分割",
+            "ファイル_シート名でフォルダーに分類",
+            "ファイル_セルの値でファイルを作成",
+            "ファイル_セルの値でフォルダを作成",
+            "ファイル_セルの値でフォルダーに分類",
+            "ファイル_パスワード変更1",
+            "ファイル_パスワード変更2",
+            "ファイル_ファイル名にシート名を追加",
+            "ファイル_ファイル名にセルの値を追加",
+            "ファイル_ファイル名の一部をセルの値にする",
+            "ファイル_ファイル名の一部を変更して保存",
+            "ファイル_ファイル名を変えて保存",
+            "ファイル_プロパティ一覧",
+            "ファイル_プロパティ設定",
+            "ファイル_印字",
+            "ファイル_印字PDF",
+            "ファイル_印字した場合の頁情報",
+            "ファイル_印字色なし",
+            "ファイル_拡張子変更_XLS_CSV",
+            "ファイル_間隔をあけて再登録",
+            "ファイル_同じファイル名でファイルを作成",
+            "ファイル_頁設定_一覧",
+            "ファイル_頁設定_更新",
+            "行_グループ",
+            "行_空白行削除",
+            "行_高さ一覧",
+            "行_高さ設定1",
+            "行_高さ設定2",
+            "行_削除",
+            "行_挿入1",
+            "行_挿入2",
+            "行_値あり行一覧",
+            "行_表示1",
+            "行_表示2",
+            "表示_ズーム",
+            "表示_レイアウト",
+            "表示_枠の固定",
+            "編集_クリア",
+            "編集_クリア特殊",
+            "編集_コピー_シート1",
+            "編集_コピー_シート2",
+            "編集_コピー_シート3",
+            "編集_コピー貼付",
+            "編集_コピー貼付_オブジェクト",
+            "編集_コピー貼付_コメント_セル",
+            "編集_コピー貼付_スタイル",
+            "編集_コピー貼付_すべてのスタイル",
+            "編集_コピー貼付_セル",
+            "編集_コピー貼付_セル_特殊",
+            "編集_コピー貼付_行",
+            "編集_コピー貼付_条件付き書式",
+            "編集_コピー貼付_頁設定",
+            "編集_コピー貼付_列",
+            "編集_ジャンプ",
+            "編集_切取り貼付_オブジェクト",
+            "編集_切取り貼付_セル",
+            "編集_切取り貼付_行",
+            "編集_切取り貼付_列",
+            "列_グループ",
+            "列_タイトル列幅自動調整",
+            "列_データ重複検索",
+            "列_空白列削除",
+            "列_削除",
+            "列_挿入",
+            "列_値あり列一覧",
+            "列_表示1",
+            "列_表示2",
+            "列_幅一覧",
+            "列_幅設定1",
+            "列_幅設定2",
+            "列_文字の分割",
+        };
+        std::vector<const OperationDecl*> known, rest;
+        for (const char* stem : kKnown)
+            for (const OperationDecl& d : declarations())
+                if (d.proc == stem && !d.shares_base) known.push_back(&d);
+        for (const OperationDecl& d : declarations()) {
+            if (d.is_separator() || d.shares_base || d.main_file.empty()) continue;
+            if (std::find(known.begin(), known.end(), &d) == known.end()) rest.push_back(&d);
+        }
+        std::stable_sort(rest.begin(), rest.end(),
+                         [](const OperationDecl* a, const OperationDecl* b) {
+                             return text::to_cp932(a->proc) < text::to_cp932(b->proc);
+                         });
+        rest.insert(rest.end(), known.begin(), known.end());
+        return rest;
+    }();
+    return order;
+}
+
+}  // namespace sheaflow::shell
