@@ -142,15 +142,15 @@ TEST(ParameterStore, PlainFileCutsAtACommaAndOptionsTakeALineEach) {
     TempDir dir;
     ParameterStore store;
     const OperationDecl& d = op("シート", "シート名変更");
-    set(store, d, "old_name", "集計,旧");
-    set(store, d, "new_name", "新");
+    set(store, d, "old", "集計,旧");
+    set(store, d, "new", "新");
     set(store, d, "basis", "part");
     store.text_update('W', dir.path());
     EXPECT_EQ(slurp(dir.file("Sheet_Name.txt")),
               text::to_cp932("集計,旧\r\n新\r\n0\r\n0\r\n1\r\n"));
     ParameterStore again;
     again.text_update('R', dir.path());
-    EXPECT_EQ(value(again, d, "old_name"), "集計") << "a plain value is read up to its comma";
+    EXPECT_EQ(value(again, d, "old"), "集計") << "a plain value is read up to its comma";
     EXPECT_EQ(value(again, d, "basis"), "part");
     EXPECT_EQ(again.values(d).histories[0][0], "集計,旧") << "the history keeps the whole text";
 }
@@ -217,8 +217,8 @@ TEST(ParameterStore, SetChecksTheValueAgainstTheField) {
 TEST(ParameterStore, SharedAllSheetsRowsUseTheBaseValues) {
     ParameterStore store;
     const OperationDecl& all = op("すべてのシート_シート", "シート名変更");
-    set(store, all, "new_name", "X");
-    EXPECT_EQ(value(store, op("シート", "シート名変更"), "new_name"), "X");
+    set(store, all, "new", "X");
+    EXPECT_EQ(value(store, op("シート", "シート名変更"), "new"), "X");
 }
 
 TEST(ParameterFolder, OverrideThenEnvironmentThenProgramFolderThenConfig) {
