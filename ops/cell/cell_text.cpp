@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "address/address.h"
 #include "report/result_table.h"
 #include "run/session.h"
 #include "util/text.h"
@@ -13,38 +14,30 @@ namespace k = cell_text_keys;
 
 namespace {
 
-constexpr std::int32_t kMaxRows = 1048576;
-constexpr std::int32_t kMaxCols = 16384;
+// The four range boxes as numbers (0 for a box left empty): column-from, row-from, column-to,
+// row-to.
+struct Boxes {
+    std::int32_t col_from = 0, row_from = 0, col_to = 0, row_to = 0;
+};
 
-// A range box as typed: blanks trimmed, absolute markers dropped.
-std::string box(const shell::Params& p, const char* key) {
-    return text::replace_all(text::trim(p.text(key)), "$", "");
-}
-
-// The row number of a box (0 when empty, not a number, or 0).
-std::int32_t row_number(const std::string& t) {
-    if (!text::is_digits(t) || t.size() > 9) return 0;
-    return static_cast<std::int32_t>(std::stol(t));
-}
-
-// The column number of a box (0 when empty or not a column name).
-std::int32_t col_number(const std::string& t) { return xl::column_number(t); }
-
-// The four range boxes checked together: all empty means the whole used range; otherwise both
-// rows and both columns must be given and lie within the grid, from not after to.
-std::string range_boxes_error(const shell::Params& p) {
-    std::string cf = box(p, k::kColFrom), rf = box(p, k::kRowFrom);
-    std::string ct = box(p, k::kColTo), rt = box(p, k::kRowTo);
-    // A box whose numeric value is 0 counts as empty.
-    auto empty = [](const std::string& t) {
-        return t.empty() || (text::is_digits(t) && t.find_first_not_of('0') == std::string::npos);
+Boxes read_boxes(const shell::Params& p) {
+    auto row = [&](const char* key) { return address::Address_To_GyoNo(p.text(key)).start; };
+    auto col = [&](const char* key) {
+        return address::column_number(address::Address_Hensyu(text::trim(p.text(key))));
     };
-    if (empty(cf) && empty(rf) && empty(ct) && empty(rt)) return {};
-    std::int32_t r1 = row_number(rf), r2 = row_number(rt);
-    if (r1 < 1 || r2 < 1 || r2 > kMaxRows || r1 > r2) return "行の指定が不正です。";
-    std::int32_t c1 = col_number(cf), c2 = col_number(ct);
-    if (c1 < 1 || c2 < 1 || c2 > kMaxCols || c1 > c2) return "列の指定が不正です。";
-    return {};
+    return {col(k::kColFrom), row(k::kRowFrom), col(k::kColTo), row(k::kRowTo)};
+}
+
+std::string range_boxes_error(const shell::Params& p) {
+    return address::Check_GyoRetu_01_All(p.text(k::kColFrom), p.text(k::kRowFrom),
+                                         p.text(k::kColTo), p.text(k::kRowTo));
+}
+
+// The search range as an address: "B2:D9", "B:D" or "2:9"; ":" when every box is empty.
+std::string search_address(const Boxes& b) {
+    auto row = [](std::int32_t r) { return r > 0 ? std::to_string(r) : std::string(); };
+    return xl::column_letters(b.col_from) + row(b.row_from) + ":" + xl::column_letters(b.col_to) +
+           row(b.row_to);
 }
 
 std::string sheet_label(const xl::Worksheet& ws) { return ws.name() + "(" + ws.code_name() + ")"; }
@@ -142,8 +135,7 @@ Result<void> Excel_セル_文字列検索(run::Session& s) {
     t.set(0, s.file_name);
     t.set(1, sheet_label(*ws));
 
-    const std::string address = box(s.params, k::kColFrom) + box(s.params, k::kRowFrom) + ":" +
-                                box(s.params, k::kColTo) + box(s.params, k::kRowTo);
+    const std::string address = search_address(read_boxes(s.params));
     std::optional<xl::Range> range;
     if (address == ":") {
         range = ws->cells();
@@ -166,14 +158,12 @@ Result<void> Excel_セル_文字列検索(run::Session& s) {
 Result<void> Excel_セル_文字列置換(run::Session& s) {
     xl::Worksheet* ws = s.sheet();
     if (!ws) return no_sheet();
-    const shell::Params& p = s.params;
-    std::string address =
-        Excel_Used_Cells(*ws, col_number(box(p, k::kColFrom)), row_number(box(p, k::kRowFrom)),
-                         col_number(box(p, k::kColTo)), row_number(box(p, k::kRowTo)));
+    const Boxes b = read_boxes(s.params);
+    std::string address = Excel_Used_Cells(*ws, b.col_from, b.row_from, b.col_to, b.row_to);
     if (address.empty()) return {};  // the rectangle holds nothing
     auto range = ws->range(address);
     if (!range) return range.error();
-    if (auto r = range->replace(replace_options(p)); !r) return r.error();
+    if (auto r = range->replace(replace_options(s.params)); !r) return r.error();
     return {};
 }
 

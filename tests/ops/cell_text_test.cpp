@@ -89,11 +89,14 @@ TEST(CellTextChecks, first_complaint_of_each_operation) {
         {single_search, {"B", "0", "D", "5", "abc"}, "行の指定が不正です。"},
         {single_search, {"B", "9", "D", "2", "abc"}, "行の指定が不正です。"},
         {single_search, {"B", "1", "D", "1048577", "abc"}, "行の指定が不正です。"},
-        {single_search, {"", "2", "", "9", "abc"}, "列の指定が不正です。"},
+        // A dimension left empty is the whole of it.
+        {single_search, {"", "2", "", "9", "abc"}, ""},
+        {single_search, {"B", "", "D", "", "abc"}, ""},
+        {single_search, {"B", "2", "", "9", "abc"}, "列の指定が不正です。"},
         {single_search, {"D", "2", "B", "9", "abc"}, "列の指定が不正です。"},
         {single_search, {"A", "2", "XFE", "9", "abc"}, "列の指定が不正です。"},
         // The range complaint comes before the blank search text.
-        {single_search, {"B", "", "", "", ""}, "行の指定が不正です。"},
+        {single_search, {"B", "", "", "", ""}, "列の指定が不正です。"},
         {all_search, {"", "", "", "", ""}, "検索文字が設定されていません。"},
         {all_search, {"B", "", "", "", "x"}, ""},
         {single_replace, {"", "", "", "", "a", "a"}, "新旧が一致してます。"},
@@ -214,6 +217,17 @@ TEST_F(CellTextTest, search_in_a_range_and_error_values) {
     EXPECT_EQ(column(2), (std::vector<std::string>{
                              "", "C3  値=calc  計算式==A1&\"abc\"", "D4  値=ABC  計算式=ABC",
                              "B6  値= エラー  計算式==NA()", "B2  値=xabcx  計算式=xabcx"}));
+}
+
+TEST_F(CellTextTest, search_in_whole_rows_or_columns) {
+    open({{search_sheet()}, 1});
+    set_pane({"", "3", "", "4", "abc"});
+    ASSERT_TRUE(ops::Excel_セル_文字列検索(session_));
+    set_pane({"a", "", "ｂ", "", "abc"});  // lower-case and full-width column names
+    ASSERT_TRUE(ops::Excel_セル_文字列検索(session_));
+    EXPECT_EQ(column(2), (std::vector<std::string>{
+                             "", "C3  値=calc  計算式==A1&\"abc\"", "D4  値=ABC  計算式=ABC", "",
+                             "B2  値=xabcx  計算式=xabcx", "A1  値=abc  計算式=abc"}));
 }
 
 TEST_F(CellTextTest, search_stops_when_cancelled) {
