@@ -8,6 +8,7 @@
 #include "report/result_table.h"
 #include "run/session.h"
 #include "sheet_fake.h"
+#include "shell/catalogue.h"
 #include "util/text.h"
 
 namespace sheaflow::report {
@@ -17,6 +18,31 @@ class RecordStore;
 namespace sheaflow::test {
 namespace {
 
+// The pane of a sheet operation as the catalogue declares it, at its defaults, with `values`
+// (key, text) set on top. An unknown key fails the test: the operations must use declared keys.
+shell::PaneValues pane_of(const shell::OperationDecl& decl,
+                          const std::vector<std::pair<std::string, std::string>>& values) {
+    shell::PaneValues pane;
+    for (const shell::Field& f : decl.fields) pane.values.push_back(f.default_value);
+    for (const auto& [key, value] : values) {
+        bool found = false;
+        for (std::size_t i = 0; i < decl.fields.size(); ++i) {
+            if (decl.fields[i].key == key) {
+                pane.values[i] = value;
+                found = true;
+            }
+        }
+        EXPECT_TRUE(found) << decl.name << ": no field " << key;
+    }
+    return pane;
+}
+
+const shell::OperationDecl& sheet_decl(const std::string& name) {
+    const shell::OperationDecl* d = shell::find_declaration("シート", name);
+    if (!d) throw std::runtime_error("no declaration " + name);
+    return *d;
+}
+
 // One run of one operation over one fake workbook.
 struct SheetRun {
     explicit SheetRun(std::vector<std::string> sheet_names, std::string book_name = "売上.xlsx")
@@ -24,26 +50,23 @@ struct SheetRun {
         for (const std::string& n : sheet_names) book.add(n);
     }
 
-    // Runs `exec` with the pane values given as key=value pairs.
-    void run(ops::ExecFn exec, const std::vector<std::pair<std::string, std::string>>& values,
+    // Runs the operation `name` with the pane values given as key=value pairs.
+    void run(const std::string& name,
+             const std::vector<std::pair<std::string, std::string>>& values,
              std::string category = "シート") {
-        decl.fields.clear();
-        pane.values.clear();
-        for (const auto& [key, value] : values) {
-            shell::Field f;
-            f.key = key;
-            f.kind = key == "sheets" ? shell::FieldKind::SheetList : shell::FieldKind::Text;
-            decl.fields.push_back(f);
-            pane.values.push_back(value);
-        }
+        const shell::OperationDecl& decl = sheet_decl(name);
+        shell::PaneValues pane = pane_of(decl, values);
         shell::Params params(decl, pane);
+        const ops::Procedures* procs = ops::find_procedures(category, decl.key_name);
+        ASSERT_NE(procs, nullptr) << name;
+        ASSERT_EQ(procs->check(params, category), "") << name;
         report::ResultTable table;
         run::Session s(app, host, params, table, store());
         s.category = std::move(category);
         s.book_name = book.name();
         s.file_name = book.name();
         s.folder = "/data";
-        Result<void> r = exec(s);
+        Result<void> r = procs->execute(s);
         ASSERT_TRUE(r.has_value()) << r.error().message;
         error_text = s.error_text;
     }
@@ -59,8 +82,6 @@ struct SheetRun {
     FakeApp app;
     FakeBook& book;
     ScriptedHost host;
-    shell::OperationDecl decl;
-    shell::PaneValues pane;
     std::string error_text;
 };
 
@@ -81,86 +102,59 @@ TEST(SheetNameChecks, ReportsTheFirstForbiddenCharacterInFixedOrder) {
 
 TEST(SheetPaneChecks, FirstComplaintInOrder) {
     struct Case {
-        ops::CheckFn check;
+        std::string op;
         std::vector<std::pair<std::string, std::string>> values;
         std::string expected;
     };
     const Case cases[] = {
-        {ops::Check_シート_シート名設定,
+        {"シート名設定",
          {{"target", "position"}, {"position", ""}, {"name", ""}},
          "シート位置を設定してください。"},
-        {ops::Check_シート_シート名設定,
-         {{"target", ""}, {"name", ""}},
-         "シート名を設定してください。"},
-        {ops::Check_シート_シート名設定,
-         {{"target", ""}, {"name", "a/b"}},
-         "シート名に、記号／は使えない。"},
-        {ops::Check_シート_シート名設定,
-         {{"target", ""}, {"name", "ok"}},
-         "シートの条件を設定してください。"},
-        {ops::Check_シート_シート名設定, {{"target", "active"}, {"name", "ok"}}, ""},
-        {ops::Check_シート_シート名変更,
+        {"シート名設定", {{"target", ""}, {"name", ""}}, "シート名を設定してください。"},
+        {"シート名設定", {{"target", ""}, {"name", "a/b"}}, "シート名に、記号／は使えない。"},
+        {"シート名設定", {{"target", ""}, {"name", "ok"}}, "シートの条件を設定してください。"},
+        {"シート名設定", {{"target", "active"}, {"name", "ok"}}, ""},
+        {"シート名変更",
          {{"basis", "part"}, {"old", ""}, {"new", "x"}},
          "変更前のシート名（一部）を入力してください。"},
-        {ops::Check_シート_シート名変更,
+        {"シート名変更",
          {{"basis", "part"}, {"old", "*"}, {"new", "x"}},
          "変更前のシート名に、記号＊は使えない。"},
-        {ops::Check_シート_シート名変更,
-         {{"basis", "active"}, {"old", ""}, {"new", ""}},
+        {"シート名変更",
+         {{"basis", "active"}, {"new", ""}},
          "変更後のシート名を入力してください。"},
-        {ops::Check_シート_シート名変更,
+        {"シート名変更",
          {{"basis", "active"}, {"new", "集計[1]"}},
          "変更後のシート名に、記号［は使えない。"},
-        {ops::Check_シート_シート名変更,
-         {{"basis", ""}, {"new", "x"}},
-         "変更基準を入力してください。"},
-        {ops::Check_シート_シート名編集,
-         {{"target", ""}, {"method", "upper"}},
-         "シートの条件を設定してください。"},
-        {ops::Check_シート_シート名編集,
-         {{"target", "all"}, {"method", ""}},
-         "編集の方法を設定してください。"},
-        {ops::Check_シート_シート名編集,
+        {"シート名変更", {{"basis", ""}, {"new", "x"}}, "変更基準を入力してください。"},
+        {"シート名編集", {{"target", ""}, {"method", "upper"}}, "シートの条件を設定してください。"},
+        {"シート名編集", {{"target", "all"}, {"method", ""}}, "編集の方法を設定してください。"},
+        {"シート名編集",
          {{"target", "all"}, {"method", "prefix"}, {"text", ""}},
          "編集する文字列を入力してください。"},
-        {ops::Check_シート_挿入,
-         {{"where", "front"}, {"count", "0"}, {"kind", "new"}},
-         "挿入するシート数を設定してください。"},
-        {ops::Check_シート_挿入,
-         {{"where", ""}, {"count", "2"}, {"kind", "new"}},
-         "シートの条件を設定してください。"},
-        {ops::Check_シート_削除,
-         {{"target", "name"}, {"name", ""}},
-         "シート名を入力してください。"},
-        {ops::Check_シート_選択削除, {{"sheets", ""}}, "シートを選択してください。"},
-        {ops::Check_シート_移動,
-         {{"source", "position"},
-          {"source_position", "1"},
-          {"target_position", ""},
-          {"place", "after"}},
+        {"挿入", {{"where", "front"}, {"count", "0"}}, "挿入するシート数を設定してください。"},
+        {"挿入", {{"where", ""}, {"count", "2"}}, "シートの条件を設定してください。"},
+        {"削除", {{"target", "name"}, {"name", ""}}, "シート名を入力してください。"},
+        {"シートを選択して削除", {{"sheets", ""}}, "シートを選択してください。"},
+        {"移動",
+         {{"source", "position"}, {"source_position", "1"}, {"target_position", ""}},
          "移動先のシート位置を設定してください。"},
-        {ops::Check_シート_シート名をファイル名の一部から引用,
+        {"シート名をファイル名の一部から引用",
          {{"target", "active"}, {"part", "before"}, {"delimiter", ""}},
          "区切り文字を入力してください。"},
     };
     for (const Case& c : cases) {
-        shell::OperationDecl decl;
-        shell::PaneValues pane;
-        for (const auto& [key, value] : c.values) {
-            shell::Field f;
-            f.key = key;
-            f.kind = key == "sheets" ? shell::FieldKind::SheetList : shell::FieldKind::Text;
-            decl.fields.push_back(f);
-            pane.values.push_back(value);
-        }
-        EXPECT_EQ(c.check(shell::Params(decl, pane), "シート"), c.expected)
-            << (c.values.empty() ? "" : c.values[0].second);
+        const shell::OperationDecl& decl = sheet_decl(c.op);
+        shell::PaneValues pane = pane_of(decl, c.values);
+        const ops::Procedures* procs = ops::find_procedures("シート", decl.key_name);
+        ASSERT_NE(procs, nullptr) << c.op;
+        EXPECT_EQ(procs->check(shell::Params(decl, pane), "シート"), c.expected) << c.op;
     }
 }
 
 TEST(SheetRename, PartialRenameReplacesTheFirstOccurrenceOnly) {
     SheetRun r({"AAA", "xAy", "none"});
-    r.run(ops::Excel_シート_シート名変更, {{"basis", "part"}, {"old", "A"}, {"new", "B"}});
+    r.run("シート名変更", {{"basis", "part"}, {"old", "A"}, {"new", "B"}});
     EXPECT_EQ(r.names(), (Names{"BAA", "xBy", "none"}));
     EXPECT_EQ(r.error_text, "");
 }
@@ -168,7 +162,7 @@ TEST(SheetRename, PartialRenameReplacesTheFirstOccurrenceOnly) {
 TEST(SheetRename, RefusalIsLoggedAndTheLoopGoesOn) {
     // Renaming "a1" to "b1" clashes with the existing "B1" (case-insensitive); "a2" still changes.
     SheetRun r({"a1", "B1", "a2"});
-    r.run(ops::Excel_シート_シート名変更, {{"basis", "part"}, {"old", "a"}, {"new", "b"}});
+    r.run("シート名変更", {{"basis", "part"}, {"old", "a"}, {"new", "b"}});
     EXPECT_EQ(r.names(), (Names{"a1", "B1", "b2"}));
     EXPECT_NE(r.error_text.find("売上.xlsx "), std::string::npos);
     EXPECT_NE(r.error_text.find("既に使用されています"), std::string::npos);
@@ -176,25 +170,23 @@ TEST(SheetRename, RefusalIsLoggedAndTheLoopGoesOn) {
 
 TEST(SheetRename, MissingSheetAndBadPositionMessages) {
     SheetRun r({"S1", "S2"});
-    r.run(ops::Excel_シート_シート名変更, {{"basis", "whole"}, {"old", "s1"}, {"new", "X"}});
+    r.run("シート名変更", {{"basis", "whole"}, {"old", "s1"}, {"new", "X"}});
     // The exact-name lookup is binary: "s1" is not "S1".
     EXPECT_EQ(r.error_text, "売上.xlsx  シート「s1」がありません。\r\n");
     EXPECT_EQ(r.names(), (Names{"S1", "S2"}));
 
     for (std::string position : {"0", "3"}) {
-        r.run(ops::Excel_シート_シート名設定,
-              {{"target", "position"}, {"position", position}, {"name", "X"}});
+        r.run("シート名設定", {{"target", "position"}, {"position", position}, {"name", "X"}});
         EXPECT_EQ(r.error_text, "売上.xlsx 挿入するシート番号が間違っています。\r\n");
     }
-    r.run(ops::Excel_シート_シート名設定,
-          {{"target", "position"}, {"position", "2"}, {"name", "X"}});
+    r.run("シート名設定", {{"target", "position"}, {"position", "2"}, {"name", "X"}});
     EXPECT_EQ(r.names(), (Names{"S1", "X"}));
 }
 
 TEST(SheetRename, AllSheetsCategoryRenamesOnlyTheVisitedSheet) {
     SheetRun r({"AA", "AB"});
     r.book.sheets_[1]->activate().value();
-    r.run(ops::Excel_シート_シート名変更, {{"basis", "part"}, {"old", "A"}, {"new", "AA"}},
+    r.run("シート名変更", {{"basis", "part"}, {"old", "A"}, {"new", "AA"}},
           "すべてのシート_シート");
     EXPECT_EQ(r.names(), (Names{"AA", "AAB"}));
 }
@@ -210,9 +202,9 @@ TEST(SheetEdit, MethodsAndRefusals) {
         EXPECT_EQ(ops::Excel_シート_シート名編集_X(name, method, text), expected) << method;
 
     SheetRun r({"abc", "ABC2", "x"});
-    r.run(ops::Excel_シート_シート名編集, {{"target", "all"}, {"method", "upper"}});
+    r.run("シート名編集", {{"target", "all"}, {"method", "upper"}});
     EXPECT_EQ(r.names(), (Names{"ABC", "ABC2", "X"}));
-    r.run(ops::Excel_シート_シート名編集, {{"target", "all"}, {"method", "suffix"}, {"text", "2"}});
+    r.run("シート名編集", {{"target", "all"}, {"method", "suffix"}, {"text", "2"}});
     // "ABC" + "2" clashes with "ABC2" (checked before "ABC2" itself becomes "ABC22").
     EXPECT_EQ(r.names(), (Names{"ABC", "ABC22", "X2"}));
     EXPECT_NE(r.error_text.find("ABC2"), std::string::npos);
@@ -231,7 +223,7 @@ TEST(SheetNameFromFile, TakesThePartThePaneDescribes) {
         SheetRun r({"Sheet1"}, "2024_東京支店.xlsx");
         auto v = values;
         v.push_back({"target", "active"});
-        r.run(ops::Excel_シート_シート名をファイル名の一部から引用, v);
+        r.run("シート名をファイル名の一部から引用", v);
         EXPECT_EQ(r.names(), (Names{expected})) << expected;
     }
 }
@@ -239,29 +231,27 @@ TEST(SheetNameFromFile, TakesThePartThePaneDescribes) {
 TEST(SheetInsert, ModesAndVariants) {
     {
         SheetRun r({"A", "B"});
-        r.run(ops::Excel_シート_挿入, {{"where", "front"}, {"count", "2"}, {"kind", "new"}});
+        r.run("挿入", {{"where", "front"}, {"count", "2"}, {"kind", "new"}});
         EXPECT_EQ(r.names(), (Names{"Sheet2", "Sheet1", "A", "B"}));
     }
     {
         SheetRun r({"A", "B", "C"});
         r.book.sheets_[1]->activate().value();
-        r.run(ops::Excel_シート_挿入, {{"where", "after_active"}, {"count", "2"}, {"kind", "new"}});
+        r.run("挿入", {{"where", "after_active"}, {"count", "2"}, {"kind", "new"}});
         EXPECT_EQ(r.names(), (Names{"A", "B", "Sheet2", "Sheet1", "C"}));
     }
     {
         SheetRun r({"A", "B", "C"});
         r.book.sheets_[1]->activate().value();
-        r.run(ops::Excel_シート_挿入,
-              {{"where", "before_active"}, {"count", "1"}, {"kind", "copy"}});
+        r.run("挿入", {{"where", "before_active"}, {"count", "1"}, {"kind", "copy"}});
         EXPECT_EQ(r.names(), (Names{"A", "B (2)", "B", "C"}));
     }
     {
         SheetRun r({"A", "B"});
-        r.run(ops::Excel_シート_挿入,
-              {{"where", "position"}, {"position", "2"}, {"count", "1"}, {"kind", "new"}});
+        r.run("挿入", {{"where", "position"}, {"position", "2"}, {"count", "1"}, {"kind", "new"}});
         EXPECT_EQ(r.names(), (Names{"A", "Sheet1", "B"}));
         for (std::string position : {"0", "4"}) {
-            r.run(ops::Excel_シート_挿入,
+            r.run("挿入",
                   {{"where", "position"}, {"position", position}, {"count", "1"}, {"kind", "new"}});
             EXPECT_EQ(r.error_text, "売上.xlsx 挿入するシート番号が間違っています。\r\n");
         }
@@ -272,24 +262,24 @@ TEST(SheetInsert, ModesAndVariants) {
 TEST(SheetDelete, ModesAndTheLastSheet) {
     {
         SheetRun r({"A", "B", "C"});
-        r.run(ops::Excel_シート_削除, {{"target", "name"}, {"name", "B"}});
+        r.run("削除", {{"target", "name"}, {"name", "B"}});
         EXPECT_EQ(r.names(), (Names{"A", "C"}));
-        r.run(ops::Excel_シート_削除, {{"target", "name"}, {"name", "Z"}});
+        r.run("削除", {{"target", "name"}, {"name", "Z"}});
         EXPECT_EQ(r.error_text, "売上.xlsx  シート「Z」がありません。\r\n");
     }
     {
         SheetRun r({"2023_a", "2024_a", "2024_b", "other_a"});
-        r.run(ops::Excel_シート_削除, {{"target", "part"}, {"name", "2024"}});
+        r.run("削除", {{"target", "part"}, {"name", "2024"}});
         EXPECT_EQ(r.names(), (Names{"2023_a", "other_a"}));
-        r.run(ops::Excel_シート_削除, {{"target", "part"}, {"name", "_a"}});
+        r.run("削除", {{"target", "part"}, {"name", "_a"}});
         EXPECT_EQ(r.names(), (Names{"2023_a", "other_a"}));
         EXPECT_NE(r.error_text.find("すべてのシートを削除してしまうので"), std::string::npos);
-        r.run(ops::Excel_シート_削除, {{"target", "part"}, {"name", "zz"}});
+        r.run("削除", {{"target", "part"}, {"name", "zz"}});
         EXPECT_EQ(r.error_text, "売上.xlsx  シート名に「zz」を含むシートがありません。\r\n");
     }
     {
         SheetRun r({"Only"});
-        r.run(ops::Excel_シート_削除, {{"target", "active"}});
+        r.run("削除", {{"target", "active"}});
         EXPECT_EQ(r.names(), (Names{"Only"}));
         EXPECT_NE(r.error_text.find("売上.xlsx "), std::string::npos);
     }
@@ -298,17 +288,17 @@ TEST(SheetDelete, ModesAndTheLastSheet) {
 TEST(SheetDelete, ChosenAndAllButChosen) {
     {
         SheetRun r({"A", "B", "C"});
-        r.run(ops::Excel_シート_選択削除, {{"sheets", "A\tC"}});
+        r.run("シートを選択して削除", {{"sheets", "A\tC"}});
         EXPECT_EQ(r.names(), (Names{"B"}));
     }
     {
         SheetRun r({"A", "B", "C"});
-        r.run(ops::Excel_シート_選択以外削除, {{"sheets", "A\tC"}});
+        r.run("選択したシート以外、削除", {{"sheets", "A\tC"}});
         EXPECT_EQ(r.names(), (Names{"A", "C"}));
     }
     {
         SheetRun r({"A", "B"});
-        r.run(ops::Excel_シート_選択削除, {{"sheets", "A\tB"}});
+        r.run("シートを選択して削除", {{"sheets", "A\tB"}});
         EXPECT_EQ(r.names(), (Names{"A", "B"}));
         EXPECT_EQ(r.error_text,
                   "すべてのシートを削除してしまうので、処理しませんでした/data/売上.xlsx\r\n");
@@ -318,35 +308,35 @@ TEST(SheetDelete, ChosenAndAllButChosen) {
 TEST(SheetDelete, EmptySheetsGoFromTheBackAndOneStays) {
     {
         SheetRun r({"E1", "E2", "E3"});
-        r.run(ops::Excel_シート_不要なシートを一括削除, {});
+        r.run("不要なシートを一括削除", {});
         EXPECT_EQ(r.names(), (Names{"E1"}));
     }
     {
         SheetRun r({"E1", "Full", "E2", "Formatted"});
         r.book.sheets_[1]->set_cell_value({5, 3}, xl::Value{1.0}).value();
         r.book.add("Chart1", xl::xlChart);
-        r.run(ops::Excel_シート_不要なシートを一括削除, {});
+        r.run("不要なシートを一括削除", {});
         EXPECT_EQ(r.names(), (Names{"Full", "Chart1"}));
     }
 }
 
 TEST(SheetMove, ByNameAndByPosition) {
     SheetRun r({"A", "B", "C", "D"});
-    r.run(ops::Excel_シート_移動,
+    r.run("移動",
           {{"source", "name"}, {"source_name", "A"}, {"target_position", "3"}, {"place", "after"}});
     EXPECT_EQ(r.names(), (Names{"B", "C", "A", "D"}));
-    r.run(ops::Excel_シート_移動, {{"source", "position"},
-                                   {"source_position", "4"},
-                                   {"target_position", "1"},
-                                   {"place", "before"}});
+    r.run("移動", {{"source", "position"},
+                   {"source_position", "4"},
+                   {"target_position", "1"},
+                   {"place", "before"}});
     EXPECT_EQ(r.names(), (Names{"D", "B", "C", "A"}));
-    r.run(ops::Excel_シート_移動, {{"source", "position"},
-                                   {"source_position", "5"},
-                                   {"target_position", "1"},
-                                   {"place", "before"}});
+    r.run("移動", {{"source", "position"},
+                   {"source_position", "5"},
+                   {"target_position", "1"},
+                   {"place", "before"}});
     EXPECT_EQ(r.error_text, "売上.xlsx 移動元のシート番号が間違っています。\r\n");
     r.run(
-        ops::Excel_シート_移動,
+        "移動",
         {{"source", "name"}, {"source_name", "A"}, {"target_position", "9"}, {"place", "before"}});
     EXPECT_EQ(r.error_text, "売上.xlsx 移動先のシート番号が間違っています。\r\n");
     EXPECT_EQ(r.names(), (Names{"D", "B", "C", "A"}));
@@ -355,19 +345,19 @@ TEST(SheetMove, ByNameAndByPosition) {
 TEST(SheetSort, BinaryOrderAndCancel) {
     {
         SheetRun r({"b", "B", "a"});
-        r.run(ops::Excel_シート_シート名順でソート, {});
+        r.run("シート名順でソート", {});
         EXPECT_EQ(r.names(), (Names{"B", "a", "b"}));
     }
     {
         // Code-unit order: a character beyond U+FFFF (a surrogate pair) sorts before U+FF21.
         SheetRun r({"Ａ", "\U00020B9F", "あ", "1"});
-        r.run(ops::Excel_シート_シート名順でソート, {});
+        r.run("シート名順でソート", {});
         EXPECT_EQ(r.names(), (Names{"1", "あ", "\U00020B9F", "Ａ"}));
     }
     {
         SheetRun r({"d", "c", "b", "a"});
         r.host.cancel_after_ = 2;  // the second comparison finds the cancel flag set
-        r.run(ops::Excel_シート_シート名順でソート, {});
+        r.run("シート名順でソート", {});
         EXPECT_EQ(r.names(), (Names{"c", "d", "b", "a"}));
     }
 }
