@@ -296,6 +296,11 @@ std::string format_text(std::string_view value, std::string_view code) {
     return cached(code).render_text(value);
 }
 
+CompiledFormat::CompiledFormat() {
+    static const auto general = std::make_shared<const Format>(detail::parse("General"));
+    format_ = general;
+}
+
 CompiledFormat::CompiledFormat(std::shared_ptr<const detail::Format> format)
     : format_(std::move(format)) {}
 

@@ -46,6 +46,8 @@ inline constexpr std::string_view kUnshowable = "#######";
 // once compiled.
 class CompiledFormat {
 public:
+    // General.
+    CompiledFormat();
     // Parses a format code, in either the English or the Japanese local form ("G/標準", "[赤]").
     // Never fails: characters without a meaning are shown literally, as the application does with
     // codes it accepts.

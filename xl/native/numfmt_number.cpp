@@ -4,8 +4,9 @@
 // them, and all further rounding works on those digits, half away from zero. So 2.675 under "0.00"
 // shows 2.68 although the binary double is slightly below 2.675.
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <string>
 
 #include "xl/native/numfmt_detail.h"
@@ -37,13 +38,17 @@ struct Decimal {
 Decimal to_decimal(double magnitude) {
     Decimal d;
     if (!(magnitude > 0) || !std::isfinite(magnitude)) return d;
+    // "d.dddddddddddddde+XX": 15 significant digits, correctly rounded.
     char buf[40];
-    std::snprintf(buf, sizeof buf, "%.14e", magnitude);
-    // "d.dddddddddddddde+XX"
-    std::string s(buf);
-    std::size_t e = s.find('e');
-    d.digits = s.substr(0, 1) + s.substr(2, e - 2);
-    d.point = std::atoi(s.c_str() + e + 1) + 1;
+    char* end =
+        std::to_chars(buf, buf + sizeof buf, magnitude, std::chars_format::scientific, 14).ptr;
+    char* e = std::find(buf, end, 'e');
+    d.digits.reserve(15);
+    d.digits += buf[0];
+    d.digits.append(buf + 2, e);
+    int exponent = 0;
+    std::from_chars(e + (e[1] == '+' ? 2 : 1), end, exponent);
+    d.point = exponent + 1;
     while (!d.digits.empty() && d.digits.back() == '0') d.digits.pop_back();
     return d;
 }
