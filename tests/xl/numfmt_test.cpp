@@ -11,8 +11,8 @@ namespace {
 
 struct Row {
     double value;
-    const char* code;
-    const char* expected;
+    std::string code;
+    std::string expected;
     bool date1904 = false;
 };
 
@@ -65,6 +65,11 @@ TEST(numfmt_test, fixed_decimals_round_half_away_from_zero) {
         {1234567890123456789.0, "0", "1234567890123460000"},
         {12, "00000", "00012"},
         {1234567, "000-0000", "123-4567"},
+        {1.2, "???.??", "  1.2 "},
+        {12, "???", " 12"},
+        // Only 15 significant digits exist; the rest are zeros.
+        {0.1 + 0.2, "0.00000000000000000", "0.30000000000000000"},
+        {1.0 / 3, "0.000000000000000000", "0.333333333333333000"},
     });
 }
 
@@ -77,6 +82,8 @@ TEST(numfmt_test, thousands_scaling_and_percent) {
         {5, "0,000", "0,005"},
         {1234567, "#,##0,", "1,235"},
         {1234567, "0.0,,", "1.2"},
+        {12345, "0,.0", "12.3"},
+        {-1234567, "#,##0,,\"百万\"", "-1百万"},
         {123, "#,##0,\"千円\"", "0千円"},
         {0.125, "0.0%", "12.5%"},
         {0.07, "0%", "7%"},
@@ -143,6 +150,12 @@ TEST(numfmt_test, conditions) {
         {2500000, "[>=1000000]0.0,,\"M\";[>=1000]0,\"K\";0", "2.5M"},
         {2500, "[>=1000000]0.0,,\"M\";[>=1000]0,\"K\";0", "3K"},
         {-7, "[>=1000000]0.0,,\"M\";[>=1000]0,\"K\";0", "-7"},
+        {-3, "[<=-1]0;0", "3"},
+        {5, "[=5]\"five\";0", "five"},
+        {6, "[=5]\"five\";0", "6"},
+        {5, "[<>5]\"other\";\"five\"", "five"},
+        // A value that no section admits cannot be shown.
+        {5, "[>=100]0", "#######"},
     });
 }
 
@@ -157,10 +170,29 @@ TEST(numfmt_test, literals_escapes_padding_and_currency) {
         {1234, "[$¥-411]#,##0", "¥1,234"},
         {-1234, "[$¥-411]#,##0", "-¥1,234"},
         {1234, "[$USD-409] #,##0.00", "USD 1,234.00"},
-        {1234, numfmt::builtin_code(42).c_str(), " ¥1,234 "},
-        {-1234, numfmt::builtin_code(6).c_str(), "¥-1,234"},
-        {0, numfmt::builtin_code(41).c_str(), " - "},
+        {1234, numfmt::builtin_code(42), " ¥1,234 "},
+        {-1234, numfmt::builtin_code(6), "¥-1,234"},
+        {0, numfmt::builtin_code(41), " - "},
         {5, "0 \"a;b\"", "5 a;b"},
+        {5, "0\\;0", "0;5"},  // an escaped literal between placeholders
+        {5, "0\\;\\x", "5;x"},
+    });
+}
+
+TEST(numfmt_test, odd_codes_render_without_failing) {
+    check_rows({
+        {5, "\"abc", "abc"},
+        {5, "0\\", "5"},
+        {5, "0_", "5 "},
+        {5, "0*", "5"},
+        {5, "[Red", ""},
+        {5, ";;;", ""},
+        {5, "0;0;0;0;0", "5"},
+        {5, "abc", "abc"},
+        {5, "[$-411]", ""},
+        {1e300, "0", "1" + std::string(300, '0')},
+        {1e300, "yyyy", "#######"},
+        {45293, "yyyy\"年\"", "2024年"},
     });
 }
 
@@ -178,9 +210,11 @@ TEST(numfmt_test, dates_and_names) {
         {45293, "aaa", "火"},
         {45293, "(aaaa)", "(火曜日)"},
         {45293, "[$-411]ddd", "火"},
-        {45293, numfmt::builtin_code(14).c_str(), "2024/1/2"},
-        {45293, numfmt::builtin_code(31).c_str(), "2024年1月2日"},
-        {45293, numfmt::builtin_code(35).c_str(), "1月2日"},
+        {45293, "[$-411]mmm", "1月"},
+        {45293.123456789, "yyyy-mm-dd hh:mm:ss.000", "2024-01-02 02:57:46.667"},
+        {45293, numfmt::builtin_code(14), "2024/1/2"},
+        {45293, numfmt::builtin_code(31), "2024年1月2日"},
+        {45293, numfmt::builtin_code(35), "1月2日"},
         {45293, "[$-F800]dddd, mmmm dd, yyyy", "2024年1月2日"},
     });
 }
@@ -205,7 +239,7 @@ TEST(numfmt_test, times_and_elapsed) {
         {900 * second, "[mm]:ss", "15:00"},
         {150 * second, "[s]", "150"},
         {1.234 * second, "ss.00", "01.23"},
-        {61.26 * second, numfmt::builtin_code(47).c_str(), "01:01.3"},
+        {61.26 * second, numfmt::builtin_code(47), "01:01.3"},
         {45292.9999999, "yyyy/m/d h:mm:ss", "2024/1/2 0:00:00"},
         {29.6 * second, "h:mm:ss", "0:00:30"},
     });
@@ -234,7 +268,7 @@ TEST(numfmt_test, japanese_eras_at_their_boundaries) {
     const char* long_era = "[$-411]ggge\"年\"m\"月\"d\"日\"";
     check_rows({
         {45293, long_era, "令和6年1月2日"},
-        {45293, numfmt::builtin_code(27).c_str(), "R6.1.2"},
+        {45293, numfmt::builtin_code(27), "R6.1.2"},
         {45293, "[$-411]gge", "令6"},
         {45293, "[$-411]ggg ee", "令和 06"},
         {43586, long_era, "令和1年5月1日"},
@@ -312,6 +346,7 @@ TEST(numfmt_test, compiled_format_matches_free_functions) {
     EXPECT_EQ(f.render_text("山田"), "山田様");
     EXPECT_FALSE(f.is_date());
     EXPECT_TRUE(numfmt::CompiledFormat::compile("yyyy").is_date());
+    EXPECT_EQ(numfmt::CompiledFormat().render(123456789012), "1.23457E+11");
 }
 
 }  // namespace

@@ -288,8 +288,6 @@ std::string literal_form(const Token& t) {
             return "%";
         case Tok::Slash:
             return "/";
-        case Tok::Denominator:
-            return "/" + t.text;  // the slash token before it was turned into text too
         case Tok::Exponent:
             return t.text + t.ch;
         default:
@@ -303,8 +301,6 @@ void literalize(std::vector<Token>& tokens, auto keep) {
     for (Token& t : tokens) {
         if (keep(t)) {
             out.push_back(std::move(t));
-        } else if (t.type == Tok::Denominator) {
-            add_literal(out, t.text);
         } else {
             add_literal(out, literal_form(t));
         }
@@ -396,10 +392,8 @@ void analyse_decimal(Section& s) {
         }
         if (after_digit && before_int_digit) {
             s.grouping = true;
-        } else if (after_digit && !digits_follow) {
-            s.shift -= 3 * static_cast<int>(end - i);
-        } else if (after_digit && end == point_at) {
-            s.grouping = true;  // "#,.00" still groups
+        } else if (after_digit && (!digits_follow || end == point_at)) {
+            s.shift -= 3 * static_cast<int>(end - i);  // "#,##0," and "0,.0" show thousands
         } else {
             for (std::size_t k = i; k < end; ++k) tk[k].type = Tok::Literal, tk[k].text = ",";
             continue;
