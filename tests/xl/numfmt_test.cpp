@@ -154,6 +154,7 @@ TEST(numfmt_test, conditions) {
         {5, "[=5]\"five\";0", "five"},
         {6, "[=5]\"five\";0", "6"},
         {5, "[<>5]\"other\";\"five\"", "five"},
+        {0.5, "[<0.75]\"low\";\"high\"", "low"},
         // A value that no section admits cannot be shown.
         {5, "[>=100]0", "#######"},
     });
@@ -216,6 +217,7 @@ TEST(numfmt_test, dates_and_names) {
         {45293, numfmt::builtin_code(31), "2024年1月2日"},
         {45293, numfmt::builtin_code(35), "1月2日"},
         {45293, "[$-F800]dddd, mmmm dd, yyyy", "2024年1月2日"},
+        {45293.5, "[$-x-sysdate]dddd, mmmm dd, yyyy", "2024年1月2日"},
     });
 }
 
@@ -229,6 +231,7 @@ TEST(numfmt_test, times_and_elapsed) {
         {0.25, "午前/午後h\"時\"mm\"分\"", "午前6時00分"},
         {0.75, "[$-411]AM/PM h:mm", "午後 6:00"},
         {0.5, "[$-F400]h:mm:ss AM/PM", "12:00:00"},
+        {0.75, "[$-x-systime]h:mm:ss AM/PM", "18:00:00"},
         {3905 * second, "h:m", "1:5"},
         {3905 * second, "h:mm:ss", "1:05:05"},
         {65 * second, "mm:ss", "01:05"},

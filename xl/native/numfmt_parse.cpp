@@ -1,8 +1,8 @@
 // Parsing of number format codes into sections of tokens, and the analysis that tells a section's
 // kind and numbers its digit placeholders.
 
+#include <algorithm>
 #include <charconv>
-#include <cstdlib>
 
 #include "xl/native/numfmt_detail.h"
 
@@ -88,6 +88,8 @@ void parse_bracket(std::string_view body, Section& s, std::vector<Token>& tokens
         if (dash == std::string_view::npos) return;
         std::string_view locale = rest.substr(dash + 1);
         if (locale.find("gannen") != std::string_view::npos) s.gannen = true;
+        if (locale == "x-sysdate") info.long_date = true;
+        if (locale == "x-systime") info.long_time = true;
         if (starts_with_ci(locale, 0, "ja")) {
             s.japanese = true;
             return;
@@ -115,10 +117,11 @@ void parse_bracket(std::string_view body, Section& s, std::vector<Token>& tokens
             op = CondOp::Gt;
             if (body.size() > 1 && body[1] == '=') op = CondOp::Ge, k = 2;
         }
-        std::string number(body.substr(k));
-        char* end = nullptr;
-        double bound = std::strtod(number.c_str(), &end);
-        if (end == number.c_str()) return;
+        std::string_view number = body.substr(k);
+        if (number.starts_with('+')) number.remove_prefix(1);
+        double bound = 0;
+        auto [ptr, ec] = std::from_chars(number.data(), number.data() + number.size(), bound);
+        if (ec != std::errc()) return;
         s.op = op;
         s.bound = bound;
         return;
