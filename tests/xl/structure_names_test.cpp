@@ -142,5 +142,14 @@ TEST(FormulaRefs, DeleteTurnsReferencesIntoRefErrorsAndShrinks3D) {
         EXPECT_EQ(delete_sheet_in_formula(formula, deleted, order), after) << formula;
 }
 
+TEST(FormulaRefs, TableRenamesAndNamesUsed) {
+    EXPECT_EQ(rename_table_in_formula("SUM(Table1[Qty])+table1[[#This Row],[A]]", "Table1", "T2"),
+              "SUM(T2[Qty])+T2[[#This Row],[A]]");
+    EXPECT_EQ(rename_table_in_formula("\"Table1[Qty]\"&Table10[Qty]", "Table1", "T2"),
+              "\"Table1[Qty]\"&Table10[Qty]");
+    EXPECT_EQ(formula_names("SUM(Total,Sheet1!A1,'x y'!B2,Jan:Mar!C3,Table1[Q])*Rate+\"Name\""),
+              (std::vector<std::string>{"Total", "A1", "B2", "C3", "Rate"}));
+}
+
 }  // namespace
 }  // namespace sheaflow::xl::native

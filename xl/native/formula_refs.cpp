@@ -206,6 +206,74 @@ std::string rewrite_sheet_refs(
     return out;
 }
 
+namespace {
+
+// Calls `visit(begin, end)` for every run of name characters of a formula that is not inside a
+// string literal, a quoted sheet name, a bracket group or an error value.
+template <typename Visit>
+void for_each_name_run(std::string_view f, Visit&& visit) {
+    std::size_t i = 0;
+    while (i < f.size()) {
+        char c = f[i];
+        if (c == '"' || c == '\'') {
+            std::size_t j = i + 1;
+            while (j < f.size()) {
+                if (f[j] == c) {
+                    if (j + 1 < f.size() && f[j + 1] == c) {
+                        j += 2;
+                        continue;
+                    }
+                    break;
+                }
+                ++j;
+            }
+            i = std::min(j + 1, f.size());
+        } else if (c == '[') {
+            i = bracket_end(f, i);
+        } else if (c == '#') {
+            ++i;
+            while (i < f.size() && (std::isalnum(static_cast<unsigned char>(f[i])) != 0 ||
+                                    f[i] == '/' || f[i] == '_'))
+                ++i;
+        } else if (is_name_char(c)) {
+            std::size_t end = name_run_end(f, i);
+            visit(i, end);
+            i = end;
+        } else {
+            ++i;
+        }
+    }
+}
+
+}  // namespace
+
+std::string rename_table_in_formula(std::string_view f, std::string_view old_name,
+                                    std::string_view new_name) {
+    std::string out;
+    std::size_t copied = 0;
+    for_each_name_run(f, [&](std::size_t b, std::size_t e) {
+        if (e < f.size() && f[e] == '[' && same_sheet_name(f.substr(b, e - b), old_name)) {
+            out.append(f.substr(copied, b - copied));
+            out.append(new_name);
+            copied = e;
+        }
+    });
+    out.append(f.substr(copied));
+    return out;
+}
+
+std::vector<std::string> formula_names(std::string_view f) {
+    std::vector<std::string> names;
+    for_each_name_run(f, [&](std::size_t b, std::size_t e) {
+        char next = e < f.size() ? f[e] : '\0';
+        if (next == '(' || next == '!' || next == '[' || next == ':') return;
+        if (b > 0 && f[b - 1] == ':') return;  // the second name of "Jan:Mar!"
+        if (std::isdigit(static_cast<unsigned char>(f[b])) != 0 || f[b] == '.') return;
+        names.emplace_back(f.substr(b, e - b));
+    });
+    return names;
+}
+
 std::vector<SheetRef> sheet_refs(std::string_view formula) {
     std::vector<SheetRef> refs;
     (void)rewrite_sheet_refs(formula, [&](const SheetRef& r) -> std::optional<std::string> {

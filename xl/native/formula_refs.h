@@ -44,4 +44,14 @@ std::string rename_sheet_in_formula(std::string_view formula, std::string_view o
 std::string delete_sheet_in_formula(std::string_view formula, std::string_view deleted,
                                     const std::vector<std::string>& order);
 
+// The formula with every structured reference to table `old_name` ("Table1[Qty]") made to name
+// `new_name` instead.
+std::string rename_table_in_formula(std::string_view formula, std::string_view old_name,
+                                    std::string_view new_name);
+
+// The bare names a formula uses: runs of name characters outside string literals that are not
+// a function (followed by "("), a sheet (followed by "!"), a table (followed by "[") or a
+// number. Cell references such as "A1" are among them; callers compare with what they look for.
+std::vector<std::string> formula_names(std::string_view formula);
+
 }  // namespace sheaflow::xl::native
