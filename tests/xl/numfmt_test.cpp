@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace numfmt = sheaflow::xl::native::numfmt;
@@ -44,6 +45,12 @@ TEST(numfmt_test, general_fits_eleven_characters) {
         {0.00001, "General", "1E-05"},
         {0.0000123, "General", "1.23E-05"},
         {1e100, "General", "1E+100"},
+        {1e-100, "General", "1E-100"},
+        {-1e-10, "General", "-1E-10"},
+        {9.9999999e20, "General", "1E+21"},  // the mantissa rounds up to 10
+        {99999999999, "General", "99999999999"},
+        {1.23456789012345, "General", "1.23456789"},
+        {123456.123456, "General", "123456.1235"},
         {-0.5, "General", "-0.5"},
         {5, "[Red]General", "5"},
         {-5, "General;(General)", "(5)"},
@@ -116,6 +123,8 @@ TEST(numfmt_test, fractions) {
         {1.99, "# ?/?", "2    "},
         {0.5, "# ?\?/??", "  1/2 "},
         {0.25, "0/100", "25/100"},
+        {-0.5, "?/?", "-1/2"},
+        {0.5, "0 ?/?", "0 1/2"},
     });
 }
 
@@ -245,6 +254,10 @@ TEST(numfmt_test, times_and_elapsed) {
         {61.26 * second, numfmt::builtin_code(47), "01:01.3"},
         {45292.9999999, "yyyy/m/d h:mm:ss", "2024/1/2 0:00:00"},
         {29.6 * second, "h:mm:ss", "0:00:30"},
+        {45293.99999999, "yyyy/m/d", "2024/1/3"},
+        {0.5, "h:mm:ss AM/PM", "12:00:00 PM"},
+        {13.0 / 24, "hh AM/PM", "01 PM"},
+        {1.75, "h", "18"},
     });
 }
 
@@ -284,6 +297,7 @@ TEST(numfmt_test, japanese_eras_at_their_boundaries) {
         {4594, long_era, "明治45年7月29日"},
         {1, long_era, "明治33年1月1日"},
         {43586, "[$-ja-JP-x-gannen]ggge\"年\"", "令和元年"},
+        {43586 - 1462, long_era, "令和1年5月1日", true},
     });
 }
 
@@ -350,6 +364,31 @@ TEST(numfmt_test, compiled_format_matches_free_functions) {
     EXPECT_FALSE(f.is_date());
     EXPECT_TRUE(numfmt::CompiledFormat::compile("yyyy").is_date());
     EXPECT_EQ(numfmt::CompiledFormat().render(123456789012), "1.23457E+11");
+}
+
+TEST(numfmt_test, cache_survives_many_distinct_codes) {
+    EXPECT_EQ(numfmt::format_number(1.5, "0.00"), "1.50");
+    for (int i = 0; i < 5000; ++i) {
+        std::string code = "0\"" + std::to_string(i) + "\"";
+        ASSERT_EQ(numfmt::format_number(7, code), "7" + std::to_string(i));
+    }
+    EXPECT_EQ(numfmt::format_number(1.5, "0.00"), "1.50");
+}
+
+// Each thread keeps its own cache of compiled codes.
+TEST(numfmt_test, threads_render_the_same_codes) {
+    std::vector<std::thread> threads;
+    std::vector<int> wrong(4, 0);
+    for (std::size_t t = 0; t < wrong.size(); ++t) {
+        threads.emplace_back([&wrong, t] {
+            for (int i = 0; i < 2000; ++i) {
+                wrong[t] += numfmt::format_number(-1234.5, "#,##0.0;[Red](#,##0.0)") != "(1,234.5)";
+                wrong[t] += numfmt::format_number(45293, "yyyy/m/d") != "2024/1/2";
+            }
+        });
+    }
+    for (std::thread& th : threads) th.join();
+    EXPECT_EQ(wrong, std::vector<int>(4, 0));
 }
 
 }  // namespace

@@ -5,6 +5,9 @@
 // Codes are parsed once into a CompiledFormat; the free functions keep a small per-thread cache of
 // compiled codes, so rendering many cells with a handful of codes costs one parse per code.
 //
+// The text is what the cell holds, not its painting: colours are dropped, `_x` pads with one
+// space, and `*x` fill characters add nothing (the column width is not known here).
+//
 //   numfmt::format_number(1234.5, "#,##0.00")            // "1,234.50"
 //   numfmt::format_number(45293, "[$-411]ggge\"年\"m\"月\"d\"日\"")  // "令和6年1月2日"
 //   auto f = numfmt::CompiledFormat::compile("0.0%");  // reuse for a column of cells
