@@ -218,12 +218,15 @@ RunOutcome Driver::run() {
     if (proc_->first)
         if (auto r = call(proc_->first, s); !r) s.update_error_text(error_message(r.error()));
 
+    const int total = static_cast<int>(targets.size());
+    int number = 0;
     if (req_.files) {
         for (TargetFile& f : *req_.files) {
             if (s.yield()) break;
             if (!f.selected) continue;
             std::string ext = upper_extension(f.name);
             if (!is_target_extension(ext)) continue;
+            host_.progress_file(++number, total, f.name);
             s.folder = f.folder;
             s.file_name = f.name;
             s.extension = ext;
@@ -258,6 +261,7 @@ RunOutcome Driver::run() {
         }
     }
     out_.processed = s.processed;
+    if (!s.cancel) host_.progress_file(total + 1, total, {});
     if (s.cancel) {
         app_->visible = true;
         app_->screen_updating = true;

@@ -29,6 +29,14 @@ public:
     virtual bool confirm_first_file(const std::string& text, xl::Workbook* book) = 0;
     // One line of the progress list.
     virtual void progress(const std::string& line) = 0;
+    // The run is at target `number` of `total` (1-based), `name`; called before each target is
+    // looked at and once more with number = total + 1 when the last one is done. Hosts that show
+    // a bar use it; the progress lines carry the same news.
+    virtual void progress_file(int number, int total, const std::string& name) {
+        (void)number;
+        (void)total;
+        (void)name;
+    }
     // Lines now in the progress list, and clearing it (the driver clears a list that has grown
     // past 1,000 lines before a run); hosts without a list keep the defaults.
     virtual int progress_lines() const { return 0; }
