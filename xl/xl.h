@@ -19,10 +19,10 @@
 namespace sheaflow::xl {
 
 // Constants of the object model.
-inline constexpr int xlWorksheet = -4167;        // Worksheet.Type of an ordinary worksheet
-inline constexpr int xlChart = -4109;            // a chart sheet
-inline constexpr int xlExcel4MacroSheet = 3;     // an XLM macro sheet (listed in Worksheets)
-inline constexpr int xlDialogSheet = -4116;      // a dialog sheet
+inline constexpr int xlWorksheet = -4167;     // Worksheet.Type of an ordinary worksheet
+inline constexpr int xlChart = -4109;         // a chart sheet
+inline constexpr int xlExcel4MacroSheet = 3;  // an XLM macro sheet (listed in Worksheets)
+inline constexpr int xlDialogSheet = -4116;   // a dialog sheet
 inline constexpr int xlFormulas = -4123;
 inline constexpr int xlValues = -4163;
 inline constexpr int xlComments = -4144;
@@ -196,8 +196,9 @@ public:
 
     // Cell access, 1-based. Cells outside the grid read as empty and refuse writes.
     virtual Value cell_value(CellRef c) = 0;
-    virtual std::string cell_formula(CellRef c) = 0;  // formula with "=", else the constant as typed
-    virtual std::string cell_text(CellRef c) = 0;     // displayed text
+    virtual std::string cell_formula(
+        CellRef c) = 0;                            // formula with "=", else the constant as typed
+    virtual std::string cell_text(CellRef c) = 0;  // displayed text
     virtual std::string cell_number_format_local(CellRef c) = 0;
     virtual Result<void> set_cell_value(CellRef c, const Value& v) = 0;
     virtual Result<void> set_cell_formula(CellRef c, const std::string& formula_or_constant) = 0;
@@ -211,6 +212,9 @@ public:
     virtual Result<bool> replace(const Area& area, const FindSpec& spec,
                                  const std::string& replacement) = 0;
     virtual std::int64_t count_a(const Area& area) = 0;
+    // Whether the sheet's cells can be read; the error describes a damaged sheet (reading such a
+    // sheet gives empty cells and writing to it fails).
+    virtual Result<void> check() { return {}; }
 
     // Structure. `before`/`after` are sheets of the same workbook (Move) or of any open workbook
     // (Copy); with neither, Copy makes a new workbook holding the copy.
@@ -219,7 +223,9 @@ public:
     virtual Result<Worksheet*> copy(Worksheet* before, Worksheet* after) = 0;
 
     Range cells() { return Range(*this, Area{1, 1, rows_count(), columns_count()}); }
-    Range cell(std::int32_t row, std::int32_t col) { return Range(*this, Area{row, col, row, col}); }
+    Range cell(std::int32_t row, std::int32_t col) {
+        return Range(*this, Area{row, col, row, col});
+    }
     // Range("A1:C5"); an address that does not parse gives an error.
     Result<Range> range(std::string_view address);
 };

@@ -1,0 +1,221 @@
+#pragma once
+// The engine's implementation of the object model: NativeApplication owns the open books; a Book
+// owns its package and the part objects read from it; a Sheet owns its worksheet part once read.
+// Internal to xl/native (operations see only xl/xl.h); the sheet-structure code works on these.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "xl/native/content_types.h"
+#include "xl/native/package.h"
+#include "xl/native/relationships.h"
+#include "xl/native/shared_strings.h"
+#include "xl/native/styles.h"
+#include "xl/native/workbook_part.h"
+#include "xl/native/worksheet_part.h"
+#include "xl/xl.h"
+
+namespace sheaflow::xl::native {
+
+class Book;
+class NativeApplication;
+
+// What a sheet part is.
+enum class SheetKind { Worksheet, Chart, Dialog, Macro };
+
+class Sheet : public xl::Worksheet {
+public:
+    Sheet(Book& book, std::string name, std::string part_name, SheetKind kind);
+
+    // xl::Worksheet
+    Workbook& parent() override;
+    std::string name() const override { return name_; }
+    Result<void> set_name(const std::string& name) override;
+    std::string code_name() const override;
+    int type() const override;
+    int index() const override;
+    bool visible() const override { return state_.empty() || state_ == "visible"; }
+    Result<void> activate() override;
+    Result<void> select() override { return activate(); }
+    std::int32_t rows_count() const override { return 1048576; }
+    std::int32_t columns_count() const override { return 16384; }
+    Area used_range() override;
+    Value cell_value(CellRef c) override;
+    std::string cell_formula(CellRef c) override;
+    std::string cell_text(CellRef c) override;
+    std::string cell_number_format_local(CellRef c) override;
+    Result<void> set_cell_value(CellRef c, const Value& v) override;
+    Result<void> set_cell_formula(CellRef c, const std::string& formula_or_constant) override;
+    void for_each_cell(const Area& area, const std::function<void(CellRef)>& visit) override;
+    std::optional<CellRef> find(const Area& area, const FindSpec& spec,
+                                std::optional<CellRef> after) override;
+    Result<bool> replace(const Area& area, const FindSpec& spec,
+                         const std::string& replacement) override;
+    std::int64_t count_a(const Area& area) override;
+    Result<void> check() override;
+    Result<void> delete_sheet() override;
+    Result<void> move(Worksheet* before, Worksheet* after) override;
+    Result<Worksheet*> copy(Worksheet* before, Worksheet* after) override;
+
+    // Engine side.
+    SheetKind kind() const { return kind_; }
+    const std::string& part_name() const { return part_name_; }
+    void set_part_name(std::string p) { part_name_ = std::move(p); }
+    const std::string& state() const { return state_; }
+    void set_state(std::string s) { state_ = std::move(s); }
+    void rename_in_memory(std::string n) { name_ = std::move(n); }
+    bool has_cells() const { return kind_ == SheetKind::Worksheet || kind_ == SheetKind::Macro; }
+    // The worksheet part, read on first use.
+    Result<WorksheetPart*> part();
+    bool loaded() const { return part_ != nullptr; }
+    // Replaces the part with one built elsewhere (new sheets, CSV).
+    void adopt_part(std::unique_ptr<WorksheetPart> p) { part_ = std::move(p); }
+
+    // Cell texts used by find, replace and the text formats.
+    std::string formula_bar_text(std::int32_t r, const Cell& c) const;
+    std::string display_text(const Cell& c) const;
+    // The text of a cell's comment ("" when none).
+    std::string comment_text(CellRef c);
+
+private:
+    // Stores a typed entry ("123", "=A1", "TRUE", "abc") in a cell, as if typed; keeps the
+    // cell's format.
+    Result<void> enter(CellRef at, std::string_view typed);
+    // Prepares a cell for a change: shared formulas it belongs to are written out per cell.
+    Result<Cell*> prepare_change(CellRef at);
+    void set_string(Cell& cell, std::string_view s);
+    void clear_value(Cell& cell);
+    Result<void> ensure_comments();
+    const std::vector<std::pair<std::int32_t, std::int32_t>>& column_order();
+
+    Book& book_;
+    std::string name_;
+    std::string part_name_;
+    SheetKind kind_;
+    std::string state_;
+    std::unique_ptr<WorksheetPart> part_;
+    std::optional<Error> load_error_;
+    mutable std::optional<std::string> code_name_;
+    std::vector<std::pair<std::int32_t, std::int32_t>> by_columns_;  // (col,row) order cache
+    bool by_columns_valid_ = false;
+    bool comments_loaded_ = false;
+    std::vector<std::pair<CellRef, std::string>> comments_;
+};
+
+class Book : public xl::Workbook {
+public:
+    enum class Format { Package, Csv, New };
+
+    // Opens a file (a package, or a CSV file by its extension).
+    static Result<std::unique_ptr<Book>> open(NativeApplication& app, const std::string& path,
+                                              bool read_only);
+    // Opens a package held in memory (tests and the fuzzer); `name` plays the file name.
+    static Result<std::unique_ptr<Book>> open_memory(NativeApplication& app, std::string bytes,
+                                                     const std::string& name);
+    // A new workbook with one empty worksheet "Sheet1".
+    static std::unique_ptr<Book> create(NativeApplication& app, const std::string& name);
+
+    // xl::Workbook
+    Application& application() override;
+    std::string name() const override { return name_; }
+    std::string full_name() const override { return path_.empty() ? name_ : path_; }
+    bool read_only() const override { return read_only_; }
+    int worksheet_count() override;
+    Worksheet* worksheet(int index) override;
+    Worksheet* worksheet(std::string_view name) override;
+    int sheet_count() override { return static_cast<int>(sheets_.size()); }
+    Worksheet* sheet(int index) override;
+    Worksheet* active_sheet() override;
+    Result<void> activate() override;
+    Result<Worksheet*> add_worksheet(Worksheet* before, Worksheet* after) override;
+    bool saved() const override { return saved_; }
+    void set_saved(bool saved) override { saved_ = saved; }
+    Result<void> save_as(const std::string& path, int file_format) override;
+    void close() override;
+
+    // Engine side.
+    NativeApplication& app() { return app_; }
+    Package& package() { return *package_; }
+    WorkbookPart& workbook_part() { return workbook_; }
+    const std::string& workbook_part_name() const { return workbook_part_name_; }
+    Relationships& workbook_rels() { return workbook_rels_; }
+    Result<ContentTypes*> content_types();
+    // The shared strings table, created empty when the workbook has none.
+    SharedStrings& shared_strings();
+    const Styles& styles();
+    bool date1904() const { return date1904_; }
+    Format format() const { return format_; }
+    std::vector<std::unique_ptr<Sheet>>& sheets() { return sheets_; }
+    int sheet_position(const Sheet* s) const;  // 0-based, -1 when not here
+    void set_active(Sheet* s);
+    // Records that cell contents changed: the calculation chain goes and a full recalculation
+    // is requested for the next open.
+    void cells_changed();
+    // Writes every changed part object into the package.
+    Result<void> flush();
+    // The text of the active sheet in a text format (6 CSV, -4158 tab text), encoded.
+    Result<std::string> text_of_active_sheet(int file_format);
+
+private:
+    Book(NativeApplication& app) : app_(app) {}
+    Result<void> load_package(const std::string& display);
+    Result<void> load_csv(const std::string& bytes, const std::string& display);
+    void init_new(const std::string& sheet_name);
+    Result<void> save_package(const std::string& path, int file_format);
+
+    NativeApplication& app_;
+    std::unique_ptr<Package> package_;
+    std::string path_;
+    std::string name_;
+    bool read_only_ = false;
+    bool saved_ = true;
+    Format format_ = Format::Package;
+    std::string workbook_part_name_;
+    WorkbookPart workbook_;
+    Relationships workbook_rels_;
+    std::unique_ptr<ContentTypes> content_types_;
+    std::unique_ptr<SharedStrings> shared_strings_;
+    std::string shared_strings_part_;
+    std::unique_ptr<Styles> styles_;
+    bool date1904_ = false;
+    std::vector<std::unique_ptr<Sheet>> sheets_;
+    Sheet* active_ = nullptr;
+    int loaded_active_tab_ = 0;
+    bool cells_changed_ = false;
+};
+
+class NativeApplication : public xl::Application, public xl::Workbooks {
+public:
+    NativeApplication() = default;
+    ~NativeApplication() override;
+
+    // xl::Application
+    Workbooks& workbooks() override { return *this; }
+    Workbook* active_workbook() override { return active_; }
+    std::string version() const override { return "16.0"; }
+    void quit() override;
+
+    // xl::Workbooks
+    Result<Workbook*> open(const std::string& path, bool read_only) override;
+    Result<Workbook*> add() override;
+    int count() override { return static_cast<int>(books_.size()); }
+    Workbook* item(int index) override;
+    Workbook* item(std::string_view name) override;
+
+    // Engine side.
+    Result<Workbook*> adopt(std::unique_ptr<Book> book);
+    void set_active(Book* b) { active_ = b; }
+    void closed(Book* b);
+    std::string next_book_name() { return "Book" + std::to_string(++new_books_); }
+
+private:
+    std::vector<std::unique_ptr<Book>> books_;
+    Book* active_ = nullptr;
+    int new_books_ = 0;
+};
+
+}  // namespace sheaflow::xl::native

@@ -1,0 +1,160 @@
+#include "xl/native/find.h"
+
+#include <unicode/uchar.h>
+
+#include "util/text.h"
+
+namespace sheaflow::xl::native {
+
+Matcher::Matcher(const FindSpec& spec)
+    : whole_(spec.look_at == xlWhole), match_case_(spec.match_case), match_byte_(spec.match_byte) {
+    std::u32string raw = text::to_u32(spec.what);
+    // Fold the literal characters the same way as the searched text, keeping wildcards apart.
+    std::u32string pending;
+    auto flush = [&]() {
+        if (pending.empty()) return;
+        Folded f = fold(pending);
+        for (char32_t c : f.chars) pattern_.push_back({Item::Literal, c});
+        pending.clear();
+    };
+    for (std::size_t i = 0; i < raw.size(); ++i) {
+        char32_t c = raw[i];
+        if (c == U'~' && i + 1 < raw.size() &&
+            (raw[i + 1] == U'*' || raw[i + 1] == U'?' || raw[i + 1] == U'~')) {
+            pending.push_back(raw[++i]);
+        } else if (c == U'*') {
+            flush();
+            // Consecutive stars are one.
+            if (pattern_.empty() || pattern_.back().kind != Item::AnyRun)
+                pattern_.push_back({Item::AnyRun, 0});
+            plain_ = false;
+        } else if (c == U'?') {
+            flush();
+            pattern_.push_back({Item::AnyOne, 0});
+            plain_ = false;
+        } else {
+            pending.push_back(c);
+        }
+    }
+    flush();
+    if (plain_)
+        for (const Item& it : pattern_) literal_.push_back(it.c);
+}
+
+Matcher::Folded Matcher::fold(std::u32string_view s) const {
+    Folded f;
+    f.chars.reserve(s.size());
+    f.origin.reserve(s.size() + 1);
+    for (std::size_t i = 0; i < s.size(); ++i) {
+        char32_t c = s[i];
+        std::size_t used = 1;
+        if (!match_byte_) {
+            // Half-width kana with a following voiced mark fold to one full-width kana.
+            if (c >= 0xFF61 && c <= 0xFF9F && i + 1 < s.size()) {
+                std::u32string pair = text::fold_width(s.substr(i, 2));
+                if (pair.size() == 1) {
+                    c = pair[0];
+                    used = 2;
+                } else {
+                    c = pair[0];
+                }
+            } else {
+                std::u32string one = text::fold_width(s.substr(i, 1));
+                c = one.empty() ? c : one[0];
+            }
+        }
+        if (!match_case_)
+            c = static_cast<char32_t>(u_foldCase(static_cast<UChar32>(c), U_FOLD_CASE_DEFAULT));
+        f.chars.push_back(c);
+        f.origin.push_back(i);
+        i += used - 1;
+    }
+    f.origin.push_back(s.size());
+    return f;
+}
+
+std::size_t Matcher::longest_at(const std::u32string& s, std::size_t start) const {
+    const std::size_t m = pattern_.size();
+    std::vector<char> states(m + 1, 0), next(m + 1, 0);
+    states[0] = 1;
+    for (std::size_t k = 0; k < m; ++k)
+        if (states[k] && pattern_[k].kind == Item::AnyRun) states[k + 1] = 1;
+    std::size_t best = std::u32string::npos;
+    if (states[m]) best = start;
+    for (std::size_t i = start; i < s.size(); ++i) {
+        std::fill(next.begin(), next.end(), 0);
+        bool any = false;
+        for (std::size_t k = 0; k < m; ++k) {
+            if (!states[k]) continue;
+            const Item& it = pattern_[k];
+            if (it.kind == Item::AnyRun) {
+                next[k] = 1;
+                any = true;
+            } else if (it.kind == Item::AnyOne || it.c == s[i]) {
+                next[k + 1] = 1;
+                any = true;
+            }
+        }
+        if (!any) break;
+        for (std::size_t k = 0; k < m; ++k)
+            if (next[k] && pattern_[k].kind == Item::AnyRun) next[k + 1] = 1;
+        states.swap(next);
+        if (states[m]) best = i + 1;
+    }
+    return best;
+}
+
+bool Matcher::whole_match(const std::u32string& s) const { return longest_at(s, 0) == s.size(); }
+
+bool Matcher::matches(std::string_view text) const {
+    if (!valid()) return false;
+    Folded f = fold(text::to_u32(text));
+    if (plain_)
+        return whole_ ? f.chars == literal_ : f.chars.find(literal_) != std::u32string::npos;
+    if (whole_) return whole_match(f.chars);
+    for (std::size_t i = 0; i < f.chars.size(); ++i)
+        if (longest_at(f.chars, i) != std::u32string::npos) return true;
+    return false;
+}
+
+std::optional<std::string> Matcher::replace(std::string_view text,
+                                            std::string_view replacement) const {
+    if (!valid()) return std::nullopt;
+    std::u32string original = text::to_u32(text);
+    Folded f = fold(original);
+    if (whole_) {
+        bool hit = plain_ ? f.chars == literal_ : whole_match(f.chars);
+        if (!hit) return std::nullopt;
+        return std::string(replacement);
+    }
+    std::u32string repl = text::to_u32(replacement);
+    std::u32string out;
+    std::size_t copied = 0;  // original code points written so far
+    bool any = false;
+    std::size_t i = 0;
+    while (i < f.chars.size()) {
+        std::size_t end = std::u32string::npos;
+        if (plain_) {
+            std::size_t at = f.chars.find(literal_, i);
+            if (at == std::u32string::npos) break;
+            i = at;
+            end = at + literal_.size();
+        } else {
+            end = longest_at(f.chars, i);
+        }
+        if (end == std::u32string::npos || end == i) {
+            ++i;
+            continue;
+        }
+        out.append(original, copied, f.origin[i] - copied);
+        out += repl;
+        copied = f.origin[end];
+        any = true;
+        i = end;
+    }
+    if (!any) return std::nullopt;
+    out.append(original, copied, std::u32string::npos);
+    return text::to_utf8(out);
+}
+
+}  // namespace sheaflow::xl::native

@@ -1,0 +1,67 @@
+#pragma once
+// A worksheet part ("xl/worksheets/sheet1.xml", also macro sheets): its cells read into a
+// CellTable by a forward scan, and the few properties the engine needs from around them. Writing
+// streams the original text and regenerates only the rows that hold changed cells; everything
+// else, unknown attributes and elements included, is copied as it was.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "util/result.h"
+#include "xl/native/cell_table.h"
+
+namespace sheaflow::xl::native {
+
+class WorksheetPart {
+public:
+    // Reads a part. Its text is kept for writing back.
+    Result<void> parse(std::string xml, const std::string& part_name);
+    // An empty worksheet (new workbooks).
+    static std::string empty_xml(bool tab_selected);
+    // Reads the head of a part only (up to its cells): the code name and the selected flag.
+    struct Head {
+        std::string code_name;
+        bool tab_selected = false;
+    };
+    static Head read_head(std::string_view xml_prefix);
+
+    CellTable& table() { return table_; }
+    const CellTable& table() const { return table_; }
+    const std::string& code_name() const { return code_name_; }
+    bool tab_selected() const { return tab_selected_; }
+    void set_tab_selected(bool on);
+    // Columns given a format by <col style=...>: (first, last) pairs.
+    const std::vector<std::pair<std::int32_t, std::int32_t>>& styled_columns() const {
+        return styled_cols_;
+    }
+    bool dirty() const { return dirty_; }
+    void mark_dirty() { dirty_ = true; }
+
+    // The part's text with the changes.
+    std::string serialize() const;
+
+private:
+    void write_row(const Row& row, std::string& out) const;
+    void write_cell(std::int32_t r, const Cell& c, std::string& out) const;
+
+    std::string source_;
+    CellTable table_;
+    std::string prefix_;  // namespace prefix of the sheet's elements ("x:" or "")
+    std::string code_name_;
+    bool tab_selected_ = false;
+    bool tab_selected_changed_ = false;
+    std::size_t view_tag_begin_ = 0, view_tag_end_ = 0;  // first <sheetView ...> start tag
+    bool has_sheet_data_ = false;
+    bool sheet_data_self_closing_ = false;
+    std::size_t sheet_data_begin_ = 0;  // "<sheetData"
+    std::size_t content_begin_ = 0;     // after its start tag
+    std::size_t content_end_ = 0;       // "</sheetData>" (or the end of a self-closing tag)
+    std::size_t insert_pos_ = 0;        // where a missing sheetData would go
+    std::vector<std::pair<std::int32_t, std::int32_t>> styled_cols_;
+    bool dirty_ = false;
+};
+
+}  // namespace sheaflow::xl::native

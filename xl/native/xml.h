@@ -1,0 +1,112 @@
+#pragma once
+// XML helpers of the engine: a fast forward scanner for the large parts (worksheets, shared
+// strings), escaping, and pugixml loading and saving with the flags that keep a part lossless.
+
+#include <cstddef>
+#include <optional>
+#include <pugixml.hpp>
+#include <string>
+#include <string_view>
+
+#include "util/result.h"
+
+namespace sheaflow::xl::native::xml {
+
+// Appends `raw` with the predefined entities and character references decoded. False when a
+// reference is malformed (the text is still appended as far as it could be decoded).
+bool unescape(std::string_view raw, std::string& out);
+std::string unescape(std::string_view raw);
+// Appends text content escaped (& < > and CR, which a reader would otherwise drop).
+void escape_text(std::string_view s, std::string& out);
+// Appends an attribute value escaped for double quotes.
+void escape_attr(std::string_view s, std::string& out);
+
+// Spreadsheet strings escape characters XML cannot carry as _xHHHH_ (a literal "_x" sequence is
+// itself written _x005F_x...). Decode after XML unescaping; encode before XML escaping.
+std::string decode_ooxml_escapes(std::string_view s);
+std::string encode_ooxml_escapes(std::string_view s);
+
+// The local part of a qualified name ("x:row" -> "row").
+inline std::string_view local_name(std::string_view qname) {
+    auto colon = qname.find(':');
+    return colon == std::string_view::npos ? qname : qname.substr(colon + 1);
+}
+
+// One token of the scanner. Spans are byte offsets into the scanned text.
+struct Token {
+    enum class Kind { Start, End, Text, Other, Eof, Error };
+    Kind kind = Kind::Eof;
+    bool self_closing = false;  // <x/>
+    bool cdata = false;         // Text from a CDATA section (raw, not escaped)
+    std::string_view name;      // qualified name of Start and End
+    std::string_view attrs;     // raw attribute text of Start
+    std::string_view text;      // raw text of Text
+    std::size_t begin = 0, end = 0;
+};
+
+// A forward scanner over well-formed XML. It does not build a tree and does not check nesting;
+// callers track depth. A document type declaration is an error: parts never carry one, and
+// refusing it rules out entity expansion.
+class Scanner {
+public:
+    explicit Scanner(std::string_view src, std::size_t pos = 0) : src_(src), pos_(pos) {}
+    Token next();
+    std::size_t pos() const { return pos_; }
+    std::string_view source() const { return src_; }
+
+private:
+    std::string_view src_;
+    std::size_t pos_;
+};
+
+// Calls f(name, raw_value) for every attribute of a start tag's raw attribute text; stops early
+// when f returns false. Returns false when the attribute text is malformed.
+template <typename F>
+bool for_each_attr(std::string_view attrs, F&& f) {
+    std::size_t i = 0, n = attrs.size();
+    auto is_ws = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
+    while (true) {
+        while (i < n && is_ws(attrs[i])) ++i;
+        if (i >= n) return true;
+        std::size_t name_begin = i;
+        while (i < n && attrs[i] != '=' && !is_ws(attrs[i])) ++i;
+        std::string_view name = attrs.substr(name_begin, i - name_begin);
+        while (i < n && is_ws(attrs[i])) ++i;
+        if (i >= n || attrs[i] != '=' || name.empty()) return false;
+        ++i;
+        while (i < n && is_ws(attrs[i])) ++i;
+        if (i >= n || (attrs[i] != '"' && attrs[i] != '\'')) return false;
+        char q = attrs[i++];
+        std::size_t value_begin = i;
+        while (i < n && attrs[i] != q) ++i;
+        if (i >= n) return false;
+        if (!f(name, attrs.substr(value_begin, i - value_begin))) return true;
+        ++i;
+    }
+}
+
+// The raw value of the attribute with this qualified name.
+std::optional<std::string_view> find_attr(std::string_view attrs, std::string_view name);
+
+// Rebuilds a start tag's raw attribute text with one attribute set (added at the end when
+// missing) or removed (`value` nullopt); other attributes keep their text and order.
+std::string set_attr(std::string_view attrs, std::string_view name,
+                     std::optional<std::string_view> value);
+
+// A part loaded into a pugixml tree, with what is needed to write it back as it was.
+struct Document {
+    pugi::xml_document doc;
+    bool newline_after_declaration = false;  // "?>\r\n" as the application writes it
+    pugi::xml_node root() const { return doc.document_element(); }
+};
+// Parses a part (full flags, whitespace text kept). A document type declaration is refused.
+Result<void> load(Document& d, std::string_view bytes, const std::string& part_name);
+// Serialises without reformatting; a CR in text is written as &#13; so that it survives.
+std::string save(const Document& d);
+
+// Child elements by local name, whatever the namespace prefix of the part.
+pugi::xml_node child(pugi::xml_node parent, std::string_view local);
+// The prefix of an element's name with its colon ("x:") or "".
+std::string prefix_of(pugi::xml_node n);
+
+}  // namespace sheaflow::xl::native::xml
