@@ -457,9 +457,6 @@ int Book::sheet_position(const Sheet* s) const {
 
 void Book::set_active(Sheet* s) { active_ = s; }
 
-Result<Worksheet*> Book::add_worksheet(Worksheet*, Worksheet*) {
-    return Error::make(Error::Code::Refused, "シートの追加はまだできません。");
-}
 
 void Book::close() { app_.closed(this); }
 

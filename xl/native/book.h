@@ -157,6 +157,16 @@ public:
     void cells_changed();
     // Writes every changed part object into the package.
     Result<void> flush();
+    // Sheet structure (xl/native/structure*.cpp): the sheet list changed, so the active tab
+    // and every sheet's selected flag are written again at the next flush.
+    void structure_changed() {
+        loaded_active_tab_ = -1;
+        saved_ = false;
+    }
+    // Keeps a deleted sheet's object alive until the book closes (callers may hold pointers).
+    void retire(std::unique_ptr<Sheet>& sheet) { retired_.push_back(std::move(sheet)); }
+    // The styles part was rewritten in the package: read it again when next needed.
+    void styles_changed() { styles_.reset(); }
     // The text of the active sheet in a text format (6 CSV, -4158 tab text), encoded.
     Result<std::string> text_of_active_sheet(int file_format);
 
@@ -186,6 +196,7 @@ private:
     Sheet* active_ = nullptr;
     int loaded_active_tab_ = 0;
     bool cells_changed_ = false;
+    std::vector<std::unique_ptr<Sheet>> retired_;
 };
 
 class NativeApplication : public xl::Application, public xl::Workbooks {

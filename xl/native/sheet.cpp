@@ -45,22 +45,6 @@ Sheet::Sheet(Book& book, std::string name, std::string part_name, SheetKind kind
 
 Workbook& Sheet::parent() { return book_; }
 
-Result<void> Sheet::set_name(const std::string&) {
-    return Error::make(Error::Code::Refused, "シート名の変更はまだできません。");
-}
-
-Result<void> Sheet::delete_sheet() {
-    return Error::make(Error::Code::Refused, "シートの削除はまだできません。");
-}
-
-Result<void> Sheet::move(Worksheet*, Worksheet*) {
-    return Error::make(Error::Code::Refused, "シートの移動はまだできません。");
-}
-
-Result<Worksheet*> Sheet::copy(Worksheet*, Worksheet*) {
-    return Error::make(Error::Code::Refused, "シートのコピーはまだできません。");
-}
-
 std::string Sheet::code_name() const {
     if (part_) return part_->code_name();
     if (!code_name_) {

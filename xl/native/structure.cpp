@@ -1,0 +1,246 @@
+// The sheet structure of a workbook: renaming, inserting, deleting and moving sheets. Every
+// member checks what the application would refuse before it changes anything, and keeps every
+// part that depends on the sheet list consistent: the workbook part's sheets, defined names and
+// views, relationships, content types, formulas that name sheets, and the calculation chain.
+
+#include <algorithm>
+
+#include "util/text.h"
+#include "xl/native/book.h"
+#include "xl/native/formula_refs.h"
+#include "xl/native/sheet_names.h"
+#include "xl/native/structure_copy.h"
+#include "xl/native/structure_support.h"
+#include "xl/native/xml.h"
+
+namespace sheaflow::xl::native {
+
+using namespace structure;
+
+namespace {
+
+constexpr std::string_view kAppPropsPart = "docProps/app.xml";
+
+// Keeps the sheet titles of the document properties in step with a rename.
+void rename_in_app_properties(Book& b, std::string_view old_name, std::string_view new_name) {
+    auto stored = b.package().find(kAppPropsPart);
+    if (!stored) return;
+    auto bytes = b.package().read(*stored);
+    if (!bytes) return;
+    xml::Document doc;
+    if (!xml::load(doc, *bytes, *stored)) return;
+    pugi::xml_node vector = xml::child(xml::child(doc.root(), "TitlesOfParts"), "vector");
+    bool changed = false;
+    for (pugi::xml_node n = vector.first_child(); n; n = n.next_sibling()) {
+        if (n.type() != pugi::node_element) continue;
+        std::string title = n.text().get();
+        std::string renamed;
+        if (same_sheet_name(title, old_name))
+            renamed = std::string(new_name);
+        else if (title.find('!') != std::string::npos)
+            renamed = rename_sheet_in_formula(title, old_name, new_name);
+        else
+            continue;
+        if (renamed == title) continue;
+        n.text().set(renamed.c_str());
+        changed = true;
+    }
+    if (changed) b.package().write(*stored, xml::save(doc));
+}
+
+void rename_pivot_sources(Book& b, std::string_view old_name, std::string_view new_name) {
+    auto ct = b.content_types();
+    if (!ct) return;
+    for (const std::string& name : b.package().part_names()) {
+        if ((*ct)->type_of(name) != kPivotCacheType) continue;
+        auto bytes = b.package().read(name);
+        if (!bytes) continue;
+        if (auto edited = rename_pivot_source(*bytes, old_name, new_name))
+            b.package().write(name, std::move(*edited));
+    }
+}
+
+// The sheet of this book that `w` is, or nullptr (also for a sheet of another book).
+Sheet* own_sheet(Book& b, Worksheet* w) {
+    for (auto& s : b.sheets())
+        if (s.get() == w) return s.get();
+    return nullptr;
+}
+
+}  // namespace
+
+Result<void> Sheet::set_name(const std::string& name) {
+    if (name == name_) return {};
+    if (auto r = check_sheet_name(name, sheet_names(book_, this)); !r) return r;
+    const std::string old = name_;
+    // A change of case only needs no formula rewritten (references compare without case), but
+    // is written anyway so that the formulas show the new spelling.
+    FormulaEdit edit = [&](std::string_view f) { return rename_sheet_in_formula(f, old, name); };
+    if (auto r = rewrite_workbook_formulas(book_, edit, old, nullptr); !r) return r;
+    rename_pivot_sources(book_, old, name);
+    rename_in_app_properties(book_, old, name);
+    pugi::xml_node element = sheet_element(book_.workbook_part(), book_.sheet_position(this));
+    if (element) element.attribute("name").set_value(name.c_str());
+    book_.workbook_part().mark_dirty();
+    name_ = name;
+    book_.set_saved(false);
+    return {};
+}
+
+Result<Worksheet*> Book::add_worksheet(Worksheet* before, Worksheet* after) {
+    Sheet* b = own_sheet(*this, before);
+    Sheet* a = own_sheet(*this, after);
+    if ((before && !b) || (after && !a))
+        return refused("別のブックのシートを基準にしてシートを追加することはできません。");
+    int position = b ? sheet_position(b) : a ? sheet_position(a) + 1 : sheet_position(active_);
+    if (position < 0) position = static_cast<int>(sheets_.size());
+    auto ct = content_types();
+    if (!ct) return ct.error();
+
+    std::string name = new_sheet_name(sheet_names(*this));
+    std::string folder = workbook_part_name_.substr(0, workbook_part_name_.rfind('/') + 1);
+    std::string part = unique_part_name(*package_, folder + "worksheets/", "sheet", ".xml");
+    std::string code = new_code_name(*this);
+    package_->write(part, with_code_name(WorksheetPart::empty_xml(false), code));
+    (*ct)->set_override(part, ctype::kWorksheet);
+    std::string rel_id =
+        workbook_rels_.add(rel::kWorksheet, relative_target(workbook_part_name_, part));
+
+    remap_sheet_indexes(workbook_, [&](int i) { return i >= position ? i + 1 : i; });
+    insert_sheet_element(workbook_, position, name, rel_id);
+    workbook_.mark_dirty();
+
+    auto sheet = std::make_unique<Sheet>(*this, name, part, SheetKind::Worksheet);
+    Sheet* raw = sheet.get();
+    sheets_.insert(sheets_.begin() + position, std::move(sheet));
+    active_ = raw;
+    app_.set_active(this);
+    cells_changed();
+    structure_changed();
+    return static_cast<Worksheet*>(raw);
+}
+
+Result<void> Sheet::delete_sheet() {
+    Book& b = book_;
+    int visible_left = 0;
+    for (const auto& s : b.sheets())
+        if (s.get() != this && s->visible()) ++visible_left;
+    if (visible_left == 0)
+        return refused("ブックには少なくとも 1 枚の表示されたシートが必要なため、シート「" + name_ +
+                       "」は削除できません。");
+    auto ct = b.content_types();
+    if (!ct) return ct.error();
+    const int position = b.sheet_position(this);
+    const std::vector<std::string> order = sheet_names(b);
+    const std::string name = name_;
+
+    // References to the sheet become #REF! (3-D ranges shrink).
+    FormulaEdit edit = [&](std::string_view f) { return delete_sheet_in_formula(f, name, order); };
+    if (auto r = rewrite_workbook_formulas(b, edit, name, this); !r) return r;
+
+    // The sheet's part and the parts only it used go, with their relationships and types.
+    for (const std::string& part : owned_parts(b, part_name_)) {
+        std::string rels = rels_path_for(part);
+        if (b.package().has(rels)) b.package().remove(rels);
+        b.package().remove(part);
+        (*ct)->remove_override(part);
+    }
+    WorkbookPart& wp = b.workbook_part();
+    pugi::xml_node element = sheet_element(wp, position);
+    if (std::string id = sheet_rel_id(element); !id.empty()) b.workbook_rels().remove_id(id);
+    if (element) element.parent().remove_child(element);
+    remap_sheet_indexes(wp, [&](int i) { return i == position ? -1 : i > position ? i - 1 : i; });
+    wp.mark_dirty();
+
+    // The next visible sheet to the right becomes active, else the nearest one to the left.
+    auto& sheets = b.sheets();
+    if (b.active_sheet() == this) {
+        Sheet* next = nullptr;
+        for (std::size_t i = static_cast<std::size_t>(position) + 1; i < sheets.size() && !next;
+             ++i)
+            if (sheets[i]->visible()) next = sheets[i].get();
+        for (int i = position - 1; i >= 0 && !next; --i)
+            if (sheets[static_cast<std::size_t>(i)]->visible())
+                next = sheets[static_cast<std::size_t>(i)].get();
+        b.set_active(next);
+    }
+    b.cells_changed();
+    b.structure_changed();
+    // Last: the book keeps the object so that a caller's pointer stays valid until it closes.
+    b.retire(sheets[static_cast<std::size_t>(position)]);
+    sheets.erase(sheets.begin() + position);
+    return {};
+}
+
+Result<void> Sheet::move(Worksheet* before, Worksheet* after) {
+    Book& b = book_;
+    if (before && after) return refused("Before と After は同時に指定できません。");
+    Worksheet* anchor = before ? before : after;
+    Sheet* target = own_sheet(b, anchor);
+    if (!target) {
+        // To another workbook (or a new one): a copy there, then this sheet goes.
+        int visible_left = 0;
+        for (const auto& s : b.sheets())
+            if (s.get() != this && s->visible()) ++visible_left;
+        if (visible_left == 0)
+            return refused("ブックには少なくとも 1 枚の表示されたシートが必要なため、シート「" +
+                           name_ + "」は移動できません。");
+        auto copied = copy(before, after);
+        if (!copied) return copied.error();
+        return delete_sheet();
+    }
+    if (target == this) return {};
+    auto& sheets = b.sheets();
+    const int from = b.sheet_position(this);
+    int to = b.sheet_position(target) + (after ? 1 : 0);
+    if (to > from) --to;
+    if (to == from) return {};
+    WorkbookPart& wp = b.workbook_part();
+    // The <sheet> elements are put in the new order as a whole.
+    std::vector<pugi::xml_node> elements;
+    for (int i = 0; pugi::xml_node e = sheet_element(wp, i); ++i) elements.push_back(e);
+    if (from < static_cast<int>(elements.size()) && to < static_cast<int>(elements.size())) {
+        pugi::xml_node e = elements[static_cast<std::size_t>(from)];
+        elements.erase(elements.begin() + from);
+        elements.insert(elements.begin() + to, e);
+        pugi::xml_node list = e.parent();
+        for (pugi::xml_node n : elements) list.append_move(n);
+    }
+    auto moved = std::move(sheets[static_cast<std::size_t>(from)]);
+    sheets.erase(sheets.begin() + from);
+    sheets.insert(sheets.begin() + to, std::move(moved));
+    remap_sheet_indexes(wp, [&](int i) {
+        if (i == from) return to;
+        if (from < to && i > from && i <= to) return i - 1;
+        if (to < from && i >= to && i < from) return i + 1;
+        return i;
+    });
+    wp.mark_dirty();
+    b.cells_changed();
+    b.structure_changed();
+    return {};
+}
+
+Result<Worksheet*> Sheet::copy(Worksheet* before, Worksheet* after) {
+    if (before && after) return refused("Before と After は同時に指定できません。");
+    if (!has_cells()) return refused("ワークシート以外のシートはコピーできません。");
+    Worksheet* anchor = before ? before : after;
+    if (!anchor) {
+        // Copy with no position: a new workbook that holds the copy alone.
+        auto added = book_.app().add();
+        if (!added) return added.error();
+        Book& dest = static_cast<Book&>(**added);
+        Worksheet* blank = dest.worksheet(1);
+        auto copied = copy_sheet(*this, dest, blank, nullptr);
+        if (!copied) {
+            dest.close();
+            return copied.error();
+        }
+        if (blank) (void)blank->delete_sheet();
+        return copied;
+    }
+    Book& dest = static_cast<Book&>(anchor->parent());
+    return copy_sheet(*this, dest, before, after);
+}
+
+}  // namespace sheaflow::xl::native

@@ -1,0 +1,820 @@
+#include "xl/native/structure_copy.h"
+
+#include <algorithm>
+#include <cctype>
+#include <map>
+#include <set>
+
+#include "util/text.h"
+#include "xl/native/formula_refs.h"
+#include "xl/native/sheet_names.h"
+#include "xl/native/structure_support.h"
+#include "xl/native/style_merge.h"
+#include "xl/native/xml.h"
+
+namespace sheaflow::xl::native {
+
+using namespace structure;
+
+namespace {
+
+std::string_view rel_kind(std::string_view type) {
+    std::size_t slash = type.rfind('/');
+    return slash == std::string_view::npos ? type : type.substr(slash + 1);
+}
+
+// Parts that two sheets of one workbook may both refer to: pictures and media, and the pivot
+// caches (which belong to the workbook).
+bool shared_within_book(std::string_view kind) {
+    return kind == "image" || kind == "hdphoto" || kind == "video" || kind == "audio" ||
+           kind == "media" || kind == "pivotCacheDefinition";
+}
+
+std::string upper(std::string_view s) { return text::upper(s); }
+
+// One entry of a string table: its XML content, and its plain text when it has no runs.
+struct SstItem {
+    std::string inner;
+    std::string plain;
+    bool rich = false;
+};
+
+std::vector<SstItem> read_string_table(std::string_view x, std::string& prefix) {
+    std::vector<SstItem> items;
+    xml::Scanner sc(x);
+    int depth = 0;
+    int si_depth = -1;
+    std::size_t inner_begin = 0;
+    bool in_t = false, in_rph = false;
+    while (true) {
+        xml::Token t = sc.next();
+        if (t.kind == xml::Token::Kind::Eof || t.kind == xml::Token::Kind::Error) break;
+        if (t.kind == xml::Token::Kind::Start) {
+            std::string_view local = xml::local_name(t.name);
+            if (depth == 0) {
+                std::size_t colon = t.name.find(':');
+                if (colon != std::string_view::npos)
+                    prefix = std::string(t.name.substr(0, colon + 1));
+            }
+            if (local == "si" && si_depth < 0) {
+                si_depth = depth;
+                inner_begin = t.end;
+                items.emplace_back();
+                if (t.self_closing) si_depth = -1;
+            } else if (si_depth >= 0) {
+                if (local == "r" || local == "rPh") items.back().rich = true;
+                if (local == "rPh") in_rph = !t.self_closing;
+                if (local == "t" && !in_rph) in_t = !t.self_closing;
+            }
+            if (!t.self_closing) ++depth;
+        } else if (t.kind == xml::Token::Kind::End) {
+            --depth;
+            std::string_view local = xml::local_name(t.name);
+            if (si_depth >= 0 && depth == si_depth && local == "si") {
+                items.back().inner = std::string(x.substr(inner_begin, t.begin - inner_begin));
+                si_depth = -1;
+            } else if (local == "t") {
+                in_t = false;
+            } else if (local == "rPh") {
+                in_rph = false;
+            }
+        } else if (t.kind == xml::Token::Kind::Text && in_t && si_depth >= 0) {
+            if (t.cdata)
+                items.back().plain.append(t.text);
+            else
+                xml::unescape(t.text, items.back().plain);
+        }
+    }
+    for (SstItem& item : items) item.plain = xml::decode_ooxml_escapes(item.plain);
+    return items;
+}
+
+// The target of a workbook-level relationship of a type, resolved; "" when none.
+std::string workbook_target(Book& b, std::string_view type) {
+    if (auto item = b.workbook_rels().by_type(type))
+        return resolve_target(b.workbook_part_name(), item->target);
+    return {};
+}
+
+std::string read_or_empty(Book& b, const std::string& part) {
+    if (part.empty() || !b.package().has(part)) return {};
+    auto bytes = b.package().read(part);
+    return bytes ? std::move(*bytes) : std::string();
+}
+
+// The attributes of the first start tag (the root element) of a part.
+std::string_view root_attrs(std::string_view x, std::size_t& begin) {
+    xml::Scanner sc(x);
+    while (true) {
+        xml::Token t = sc.next();
+        if (t.kind == xml::Token::Kind::Eof || t.kind == xml::Token::Kind::Error) return {};
+        if (t.kind == xml::Token::Kind::Start) {
+            begin = static_cast<std::size_t>(t.attrs.data() - x.data());
+            return t.attrs;
+        }
+    }
+}
+
+std::string replace_root_attrs(std::string_view x,
+                               const std::function<std::string(std::string_view)>& f) {
+    std::size_t begin = 0;
+    std::string_view attrs = root_attrs(x, begin);
+    if (attrs.data() == nullptr) return std::string(x);
+    std::string out(x.substr(0, begin));
+    out += f(attrs);
+    out.append(x.substr(begin + attrs.size()));
+    return out;
+}
+
+std::string attr_value(std::string_view attrs, std::string_view name) {
+    auto raw = xml::find_attr(attrs, name);
+    return raw ? xml::unescape(*raw) : std::string();
+}
+
+std::string escaped(std::string_view s) {
+    std::string out;
+    xml::escape_attr(s, out);
+    return out;
+}
+
+// VML drawings number their shapes in blocks of 1024 per drawing ("o:idmap data"); a copy gets
+// a block of its own.
+int vml_block(std::string_view x) {
+    std::size_t at = x.find("idmap");
+    if (at == std::string_view::npos) return 0;
+    std::size_t data = x.find("data=\"", at);
+    if (data == std::string_view::npos) return 0;
+    return std::atoi(std::string(x.substr(data + 6, 12)).c_str());
+}
+
+std::string renumber_vml(std::string_view x, int old_block, int new_block) {
+    std::string out;
+    std::size_t i = 0;
+    std::size_t at = x.find("idmap");
+    if (at != std::string_view::npos) {
+        std::size_t data = x.find("data=\"", at);
+        if (data != std::string_view::npos) {
+            std::size_t end = x.find('"', data + 6);
+            out.append(x.substr(0, data + 6));
+            out += std::to_string(new_block);
+            i = end;
+        }
+    }
+    constexpr std::string_view kShape = "_x0000_s";
+    while (i < x.size()) {
+        std::size_t hit = x.find(kShape, i);
+        if (hit == std::string_view::npos) break;
+        std::size_t d = hit + kShape.size();
+        std::size_t e = d;
+        while (e < x.size() && std::isdigit(static_cast<unsigned char>(x[e]))) ++e;
+        out.append(x.substr(i, d - i));
+        if (e > d) {
+            long n = std::atol(std::string(x.substr(d, e - d)).c_str());
+            n += 1024L * (new_block - old_block);
+            out += std::to_string(n);
+        }
+        i = e;
+    }
+    out.append(x.substr(i));
+    return out;
+}
+
+// The externalLink parts of a destination workbook, by the path they point at.
+class ExternalLinks {
+public:
+    explicit ExternalLinks(Book& b) : b_(b) {
+        pugi::xml_node refs = xml::child(b.workbook_part().root(), "externalReferences");
+        int index = 0;
+        for (pugi::xml_node n = refs.first_child(); n; n = n.next_sibling()) {
+            if (n.type() != pugi::node_element) continue;
+            ++index;
+            std::string id = sheet_rel_id(n);
+            auto item = b.workbook_rels().by_id(id);
+            if (!item) continue;
+            std::string part = resolve_target(b.workbook_part_name(), item->target);
+            std::string rels_name = rels_path_for(part);
+            Relationships rels;
+            std::string bytes = read_or_empty(b, rels_name);
+            if (bytes.empty() || !rels.parse(bytes, rels_name)) continue;
+            if (auto path = rels.by_type(kExternalLinkPathRel))
+                links_[path->target] = Link{index, part, {}, false};
+        }
+        count_ = index;
+    }
+
+    // The 1-based index of the link to `target`, created when missing; `sheet` is noted as a
+    // sheet the link must list.
+    int index(const std::string& target, const std::string& sheet) {
+        auto it = links_.find(target);
+        if (it == links_.end()) {
+            it = links_.emplace(target, Link{++count_, "", {}, true}).first;
+        }
+        if (!sheet.empty() && std::find(it->second.sheets.begin(), it->second.sheets.end(),
+                                        sheet) == it->second.sheets.end())
+            it->second.sheets.push_back(sheet);
+        return it->second.index;
+    }
+
+    // Writes new links and the sheet names added to existing ones.
+    Result<void> write(ContentTypes& ct) {
+        for (auto& [target, link] : links_) {
+            if (link.created) {
+                if (auto r = create(ct, target, link); !r) return r;
+            } else if (!link.sheets.empty()) {
+                add_sheets(link);
+            }
+        }
+        return {};
+    }
+
+private:
+    struct Link {
+        int index = 0;
+        std::string part;
+        std::vector<std::string> sheets;
+        bool created = false;
+    };
+
+    Result<void> create(ContentTypes& ct, const std::string& target, Link& link) {
+        std::string folder =
+            b_.workbook_part_name().substr(0, b_.workbook_part_name().rfind('/') + 1);
+        link.part =
+            unique_part_name(b_.package(), folder + "externalLinks/", "externalLink", ".xml");
+        std::string x =
+            "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n"
+            "<externalLink xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\" "
+            "xmlns:r=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships\">"
+            "<externalBook r:id=\"rId1\"><sheetNames>";
+        for (const std::string& s : link.sheets) x += "<sheetName val=\"" + escaped(s) + "\"/>";
+        x += "</sheetNames><sheetDataSet>";
+        for (std::size_t i = 0; i < link.sheets.size(); ++i)
+            x += "<sheetData sheetId=\"" + std::to_string(i) + "\"/>";
+        x += "</sheetDataSet></externalBook></externalLink>";
+        b_.package().write(link.part, x);
+        b_.package().write(
+            rels_path_for(link.part),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n"
+            "<Relationships xmlns=\"http://schemas.openxmlformats.org/package/2006/relationships\">"
+            "<Relationship Id=\"rId1\" Type=\"" +
+                std::string(kExternalLinkPathRel) + "\" Target=\"" + escaped(target) +
+                "\" TargetMode=\"External\"/></Relationships>");
+        ct.set_override(link.part, kExternalLinkType);
+        std::string id = b_.workbook_rels().add(
+            kExternalLinkRel, relative_target(b_.workbook_part_name(), link.part));
+        WorkbookPart& wp = b_.workbook_part();
+        pugi::xml_node refs = xml::child(wp.root(), "externalReferences");
+        if (!refs) refs = wp.insert_in_order("externalReferences");
+        std::string prefix = xml::prefix_of(wp.root());
+        pugi::xml_node ref = refs.append_child((prefix + "externalReference").c_str());
+        // The relationships prefix was declared when a sheet was inserted; look it up again.
+        std::string r_prefix = "r";
+        for (pugi::xml_attribute at : wp.root().attributes()) {
+            std::string_view n = at.name();
+            if (n.substr(0, 6) == "xmlns:" &&
+                std::string_view(at.value()) ==
+                    "http://schemas.openxmlformats.org/officeDocument/2006/relationships")
+                r_prefix = std::string(n.substr(6));
+        }
+        ref.append_attribute((r_prefix + ":id").c_str()).set_value(id.c_str());
+        wp.mark_dirty();
+        return {};
+    }
+
+    void add_sheets(Link& link) {
+        std::string bytes = read_or_empty(b_, link.part);
+        xml::Document doc;
+        if (bytes.empty() || !xml::load(doc, bytes, link.part)) return;
+        pugi::xml_node book = xml::child(doc.root(), "externalBook");
+        if (!book) return;
+        std::string prefix = xml::prefix_of(doc.root());
+        pugi::xml_node names = xml::child(book, "sheetNames");
+        if (!names) names = book.prepend_child((prefix + "sheetNames").c_str());
+        pugi::xml_node data = xml::child(book, "sheetDataSet");
+        int count = 0;
+        std::set<std::string> have;
+        for (pugi::xml_node n = names.first_child(); n; n = n.next_sibling())
+            if (n.type() == pugi::node_element) {
+                have.insert(upper(n.attribute("val").value()));
+                ++count;
+            }
+        bool changed = false;
+        for (const std::string& s : link.sheets) {
+            if (have.count(upper(s))) continue;
+            names.append_child((prefix + "sheetName").c_str())
+                .append_attribute("val")
+                .set_value(s.c_str());
+            if (data)
+                data.append_child((prefix + "sheetData").c_str())
+                    .append_attribute("sheetId")
+                    .set_value(count);
+            ++count;
+            changed = true;
+        }
+        if (changed) b_.package().write(link.part, xml::save(doc));
+    }
+
+    Book& b_;
+    std::map<std::string, Link> links_;
+    int count_ = 0;
+};
+
+// Cell formats and strings of a sheet copied into another workbook: every style index goes
+// through the style merge, shared strings are interned in the destination's table (entries
+// with runs become inline strings, which keep their runs), and cell metadata indexes, which
+// belong to the source workbook, are dropped.
+std::string restyle_sheet(std::string_view x, StyleMerge& styles, const std::vector<SstItem>& sst,
+                          const std::string& sst_prefix, SharedStrings& dest_sst) {
+    std::string out;
+    out.reserve(x.size() + x.size() / 16);
+    std::size_t copied = 0;
+    std::int64_t references = 0;
+    xml::Scanner sc(x);
+    auto replace_attrs = [&](const xml::Token& t, const std::string& attrs) {
+        std::size_t begin = static_cast<std::size_t>(t.attrs.data() - x.data());
+        out.append(x.substr(copied, begin - copied));
+        out += attrs;
+        copied = begin + t.attrs.size();
+    };
+    auto map_attr = [&](std::string& attrs, std::string_view name, bool dxf) {
+        auto raw = xml::find_attr(attrs, name);
+        if (!raw) return false;
+        std::uint32_t v =
+            static_cast<std::uint32_t>(std::strtoul(std::string(*raw).c_str(), nullptr, 10));
+        std::uint32_t mapped = dxf ? styles.differential_format(v) : styles.cell_format(v);
+        attrs = xml::set_attr(attrs, name, std::to_string(mapped));
+        return true;
+    };
+    while (true) {
+        xml::Token t = sc.next();
+        if (t.kind == xml::Token::Kind::Eof || t.kind == xml::Token::Kind::Error) break;
+        if (t.kind != xml::Token::Kind::Start) continue;
+        std::string_view local = xml::local_name(t.name);
+        if (local == "row" || local == "col" || local == "cfRule") {
+            std::string attrs(t.attrs);
+            bool changed = local == "row"   ? map_attr(attrs, "s", false)
+                           : local == "col" ? map_attr(attrs, "style", false)
+                                            : map_attr(attrs, "dxfId", true);
+            if (changed) replace_attrs(t, attrs);
+            continue;
+        }
+        if (local != "c") continue;
+        std::string attrs(t.attrs);
+        map_attr(attrs, "s", false);
+        if (xml::find_attr(attrs, "cm")) attrs = xml::set_attr(attrs, "cm", std::nullopt);
+        if (xml::find_attr(attrs, "vm")) attrs = xml::set_attr(attrs, "vm", std::nullopt);
+        auto type = xml::find_attr(attrs, "t");
+        if (!type || *type != "s" || t.self_closing) {
+            replace_attrs(t, attrs);
+            continue;
+        }
+        // A shared string cell: find its <v> and the end of the cell.
+        xml::Scanner inner(x, t.end);
+        std::size_t v_begin = 0, v_text_begin = 0, v_text_end = 0, v_end = 0, c_end = 0;
+        std::string value;
+        int depth = 0;
+        while (true) {
+            xml::Token u = inner.next();
+            if (u.kind == xml::Token::Kind::Eof || u.kind == xml::Token::Kind::Error) break;
+            if (u.kind == xml::Token::Kind::Start) {
+                if (depth == 0 && xml::local_name(u.name) == "v" && !u.self_closing) {
+                    v_begin = u.begin;
+                    v_text_begin = v_text_end = u.end;
+                }
+                if (!u.self_closing) ++depth;
+            } else if (u.kind == xml::Token::Kind::Text && depth == 1 && v_begin) {
+                value.append(u.text);
+                v_text_end = u.end;
+            } else if (u.kind == xml::Token::Kind::End) {
+                if (depth == 0) {
+                    c_end = u.begin;
+                    break;
+                }
+                --depth;
+                if (depth == 0 && xml::local_name(u.name) == "v") v_end = u.end;
+            }
+        }
+        std::size_t index = static_cast<std::size_t>(std::strtoul(value.c_str(), nullptr, 10));
+        if (!v_begin || !v_end || !c_end || index >= sst.size()) {
+            replace_attrs(t, attrs);
+            continue;
+        }
+        const SstItem& item = sst[index];
+        std::string cell_prefix;
+        if (std::size_t colon = t.name.find(':'); colon != std::string_view::npos)
+            cell_prefix = std::string(t.name.substr(0, colon + 1));
+        if (item.rich && cell_prefix == sst_prefix) {
+            attrs = xml::set_attr(attrs, "t", std::string_view("inlineStr"));
+            replace_attrs(t, attrs);
+            out.append(x.substr(copied, v_begin - copied));
+            out += "<" + cell_prefix + "is>" + item.inner + "</" + cell_prefix + "is>";
+            copied = v_end;
+        } else {
+            replace_attrs(t, attrs);
+            out.append(x.substr(copied, v_text_begin - copied));
+            out += std::to_string(dest_sst.intern(item.plain));
+            ++references;
+            copied = v_text_end;
+        }
+        sc = xml::Scanner(x, c_end);
+    }
+    out.append(x.substr(copied));
+    if (references) dest_sst.add_references(references);
+    return out;
+}
+
+// Table names and ids in use in a workbook.
+struct Tables {
+    std::set<std::string> names;  // upper-cased
+    std::uint32_t max_id = 0;
+};
+
+Tables tables_of(Book& b, ContentTypes& ct) {
+    Tables t;
+    for (const std::string& part : b.package().part_names()) {
+        if (ct.type_of(part) != kTableType) continue;
+        std::string bytes = read_or_empty(b, part);
+        std::size_t begin = 0;
+        std::string_view attrs = root_attrs(bytes, begin);
+        t.names.insert(upper(attr_value(attrs, "name")));
+        t.names.insert(upper(attr_value(attrs, "displayName")));
+        t.max_id = std::max<std::uint32_t>(
+            t.max_id,
+            static_cast<std::uint32_t>(std::strtoul(attr_value(attrs, "id").c_str(), nullptr, 10)));
+    }
+    for (pugi::xml_node n : defined_names(b.workbook_part()))
+        t.names.insert(upper(n.attribute("name").value()));
+    return t;
+}
+
+class SheetCopy {
+public:
+    SheetCopy(Sheet& src, Book& dest, int position)
+        : src_(src),
+          sb_(static_cast<Book&>(src.parent())),
+          db_(dest),
+          position_(position),
+          same_(&sb_ == &dest) {}
+
+    Result<Worksheet*> run();
+
+private:
+    std::string plan_name(const std::string& src_part);
+    Result<void> plan(const std::string& part);
+    std::string transform(const std::string& part, std::string_view type, std::string text);
+    std::string edit_formula(std::string_view f);
+    std::string edit_reference(std::string_view f);
+    int link_for_source(const std::string& sheet);
+    Result<void> copy_names();
+
+    Sheet& src_;
+    Book& sb_;
+    Book& db_;
+    int position_;
+    bool same_;
+    std::string old_name_, new_name_;
+    ContentTypes* sct_ = nullptr;
+    ContentTypes* dct_ = nullptr;
+    std::map<std::string, std::string> copied_;  // source part -> destination part
+    std::vector<std::string> order_;             // source parts in the order planned
+    std::set<std::string> reserved_;             // destination names planned (lower-cased)
+    std::map<std::string, std::string> table_renames_;
+    Tables tables_;
+    int vml_block_ = 0;
+    std::unique_ptr<ExternalLinks> links_;
+    std::vector<std::string> source_links_;  // targets of the source's external links, by index
+    std::set<std::string> names_used_;       // upper-cased bare names in the copied formulas
+};
+
+std::string SheetCopy::plan_name(const std::string& src_part) {
+    std::size_t slash = src_part.rfind('/');
+    std::string folder = src_part.substr(0, slash + 1);
+    std::string file = src_part.substr(slash + 1);
+    std::size_t dot = file.rfind('.');
+    std::string ext = dot == std::string::npos ? "" : file.substr(dot);
+    std::string stem = file.substr(0, dot == std::string::npos ? file.size() : dot);
+    while (!stem.empty() && std::isdigit(static_cast<unsigned char>(stem.back()))) stem.pop_back();
+    for (int n = 1;; ++n) {
+        std::string name = folder + stem + std::to_string(n) + ext;
+        if (!db_.package().has(name) && !reserved_.count(text::lower(name))) {
+            reserved_.insert(text::lower(name));
+            return name;
+        }
+    }
+}
+
+Result<void> SheetCopy::plan(const std::string& part) {
+    copied_[part] = plan_name(part);
+    order_.push_back(part);
+    std::string rels_name = rels_path_for(part);
+    if (!sb_.package().has(rels_name)) return {};
+    auto bytes = sb_.package().read(rels_name);
+    if (!bytes) return bytes.error();
+    Relationships rels;
+    if (auto r = rels.parse(*bytes, rels_name); !r) return r;
+    for (const auto& item : rels.items()) {
+        if (item.external) continue;
+        std::string_view kind = rel_kind(item.type);
+        if (same_ && shared_within_book(kind)) continue;
+        if (!same_ && (kind == "pivotTable" || kind == "pivotCacheDefinition")) continue;
+        auto stored = sb_.package().find(resolve_target(part, item.target));
+        if (!stored || copied_.count(*stored)) continue;
+        if (auto r = plan(*stored); !r) return r;
+    }
+    return {};
+}
+
+int SheetCopy::link_for_source(const std::string& sheet) {
+    if (!links_) links_ = std::make_unique<ExternalLinks>(db_);
+    std::string path = sb_.full_name();
+    std::string target = !path.empty() && path.front() == '/' ? "file://" + path : path;
+    return links_->index(target, sheet);
+}
+
+std::string SheetCopy::edit_formula(std::string_view f) {
+    for (const std::string& n : formula_names(f)) names_used_.insert(upper(n));
+    std::string out = rewrite_sheet_refs(f, [&](const SheetRef& r) -> std::optional<std::string> {
+        bool self = r.external.empty() && r.last.empty() && same_sheet_name(r.first, old_name_);
+        if (self) {
+            if (new_name_ == old_name_) return std::nullopt;
+            return sheet_ref_text(SheetRef{"", new_name_, "", false});
+        }
+        if (same_) return std::nullopt;
+        SheetRef e = r;
+        if (!r.external.empty()) {
+            // A link of the source workbook: the same file through a link of the destination.
+            std::size_t k =
+                static_cast<std::size_t>(std::strtoul(r.external.substr(1).c_str(), nullptr, 10));
+            if (k == 0 || k > source_links_.size() || source_links_[k - 1].empty())
+                return std::nullopt;
+            if (!links_) links_ = std::make_unique<ExternalLinks>(db_);
+            int index = links_->index(source_links_[k - 1], r.first);
+            if (!r.last.empty()) links_->index(source_links_[k - 1], r.last);
+            e.external = "[" + std::to_string(index) + "]";
+            return sheet_ref_text(e);
+        }
+        // Another sheet of the source workbook: an external reference to the source file.
+        int index = link_for_source(r.first);
+        if (!r.last.empty()) link_for_source(r.last);
+        e.external = "[" + std::to_string(index) + "]";
+        return sheet_ref_text(e);
+    });
+    for (const auto& [from, to] : table_renames_) out = rename_table_in_formula(out, from, to);
+    return out;
+}
+
+std::string SheetCopy::edit_reference(std::string_view f) {
+    if (new_name_ == old_name_) return std::string(f);
+    return rename_sheet_in_formula(f, old_name_, new_name_);
+}
+
+std::string SheetCopy::transform(const std::string& part, std::string_view type, std::string x) {
+    FormulaEdit element = [this](std::string_view f) { return edit_formula(f); };
+    FormulaEdit attribute = [this](std::string_view f) { return edit_reference(f); };
+    if (type == kTableType) {
+        std::string old_name;
+        x = replace_root_attrs(x, [&](std::string_view attrs) {
+            std::string a(attrs);
+            old_name = attr_value(attrs, "name");
+            a = xml::set_attr(a, "id", std::to_string(++tables_.max_id));
+            std::string name = old_name;
+            if (tables_.names.count(upper(name))) {
+                std::string base = name;
+                while (!base.empty() && std::isdigit(static_cast<unsigned char>(base.back())))
+                    base.pop_back();
+                if (base.empty()) base = "Table";
+                for (int n = 1;; ++n) {
+                    name = base + std::to_string(n);
+                    if (!tables_.names.count(upper(name))) break;
+                }
+                table_renames_[old_name] = name;
+            }
+            tables_.names.insert(upper(name));
+            std::string esc = escaped(name);
+            a = xml::set_attr(a, "name", std::string_view(esc));
+            a = xml::set_attr(a, "displayName", std::string_view(esc));
+            return a;
+        });
+    }
+    if (part.size() > 4 && text::lower(part.substr(part.size() - 4)) == ".vml") {
+        int old_block = vml_block(x);
+        if (old_block > 0) x = renumber_vml(x, old_block, ++vml_block_);
+        return x;
+    }
+    if (type == kTableType || type == kChartType || type == kChartExType || type == kDrawingType ||
+        type == kCtrlPropType) {
+        if (auto edited = rewrite_part_formulas(x, element, attribute)) x = std::move(*edited);
+    }
+    return x;
+}
+
+Result<void> SheetCopy::copy_names() {
+    WorkbookPart& swp = sb_.workbook_part();
+    WorkbookPart& dwp = db_.workbook_part();
+    int src_pos = sb_.sheet_position(&src_);
+    if (same_ && src_pos >= position_) ++src_pos;  // its names were renumbered already
+    std::vector<pugi::xml_node> local, global;
+    for (pugi::xml_node n : defined_names(swp)) {
+        pugi::xml_attribute id = n.attribute("localSheetId");
+        if (id && id.as_int(-1) == src_pos)
+            local.push_back(n);
+        else if (!id)
+            global.push_back(n);
+    }
+    std::set<std::string> dest_globals;
+    if (!same_)
+        for (pugi::xml_node n : defined_names(dwp))
+            if (!n.attribute("localSheetId"))
+                dest_globals.insert(upper(n.attribute("name").value()));
+    pugi::xml_node list = dwp.defined_names_node();
+    auto add = [&](pugi::xml_node n, bool as_local) {
+        if (!list) list = dwp.insert_in_order("definedNames");
+        pugi::xml_node copy = list.append_copy(n);
+        if (!same_) {
+            // The element takes the destination's prefix.
+            copy.set_name((xml::prefix_of(dwp.root()) + "definedName").c_str());
+        }
+        if (as_local) {
+            pugi::xml_attribute a = copy.attribute("localSheetId");
+            if (!a) a = copy.append_attribute("localSheetId");
+            a.set_value(position_);
+        }
+        std::string f = copy.text().get();
+        copy.text().set(edit_formula(f).c_str());
+    };
+    for (pugi::xml_node n : local) add(n, true);
+    if (!same_) {
+        // Workbook-level names the copied formulas use come along; one that the destination
+        // has already becomes local to the copy.
+        for (pugi::xml_node n : global) {
+            std::string name = upper(n.attribute("name").value());
+            if (!names_used_.count(name)) continue;
+            add(n, dest_globals.count(name) > 0);
+        }
+    }
+    if (!local.empty() || !global.empty()) dwp.mark_dirty();
+    return {};
+}
+
+Result<Worksheet*> SheetCopy::run() {
+    if (auto r = sb_.flush(); !r) return r.error();
+    if (!same_) {
+        if (auto r = db_.flush(); !r) return r.error();
+    }
+    auto sct = sb_.content_types();
+    if (!sct) return sct.error();
+    auto dct = db_.content_types();
+    if (!dct) return dct.error();
+    sct_ = *sct;
+    dct_ = *dct;
+    old_name_ = src_.name();
+    std::vector<std::string> dest_names = sheet_names(db_);
+    new_name_ =
+        same_ || std::any_of(dest_names.begin(), dest_names.end(),
+                             [&](const std::string& n) { return same_sheet_name(n, old_name_); })
+            ? copy_sheet_name(old_name_, dest_names)
+            : old_name_;
+    tables_ = tables_of(db_, *dct_);
+    for (const std::string& part : db_.package().part_names())
+        if (part.size() > 4 && text::lower(part.substr(part.size() - 4)) == ".vml")
+            vml_block_ = std::max(vml_block_, vml_block(read_or_empty(db_, part)));
+    if (!same_) {
+        pugi::xml_node refs = xml::child(sb_.workbook_part().root(), "externalReferences");
+        for (pugi::xml_node n = refs.first_child(); n; n = n.next_sibling()) {
+            if (n.type() != pugi::node_element) continue;
+            std::string target;
+            if (auto item = sb_.workbook_rels().by_id(sheet_rel_id(n))) {
+                std::string part = resolve_target(sb_.workbook_part_name(), item->target);
+                Relationships rels;
+                std::string bytes = read_or_empty(sb_, rels_path_for(part));
+                if (!bytes.empty() && rels.parse(bytes, rels_path_for(part)))
+                    if (auto path = rels.by_type(kExternalLinkPathRel)) target = path->target;
+            }
+            source_links_.push_back(target);
+        }
+    }
+
+    // Plan the parts, then read and transform every one before anything is written.
+    const std::string root = src_.part_name();
+    if (auto r = plan(root); !r) return r.error();
+    const std::string new_part = copied_[root];
+    std::vector<std::pair<std::string, std::string>> writes;  // destination part, content
+    std::vector<std::pair<std::string, std::string>> types;   // destination part, content type
+    StyleMerge styles;
+    std::vector<SstItem> sst;
+    std::string sst_prefix;
+    if (!same_) {
+        if (auto r = styles.load(read_or_empty(sb_, workbook_target(sb_, rel::kStyles)),
+                                 read_or_empty(db_, workbook_target(db_, rel::kStyles)));
+            !r)
+            return r.error();
+        sst = read_string_table(read_or_empty(sb_, workbook_target(sb_, rel::kSharedStrings)),
+                                sst_prefix);
+    }
+    // Tables first, so that the sheet's formulas see their new names.
+    std::vector<std::string> ordered = order_;
+    std::stable_partition(ordered.begin(), ordered.end(),
+                          [&](const std::string& p) { return sct_->type_of(p) == kTableType; });
+    for (const std::string& part : ordered) {
+        auto bytes = sb_.package().read(part);
+        if (!bytes) return bytes.error();
+        std::string type = sct_->type_of(part);
+        std::string x;
+        if (part == root) {
+            x = with_code_name(*bytes, new_code_name(db_));
+            FormulaEdit element = [this](std::string_view f) { return edit_formula(f); };
+            FormulaEdit attribute = [this](std::string_view f) { return edit_reference(f); };
+            if (auto edited = rewrite_part_formulas(x, element, attribute)) x = std::move(*edited);
+            if (!same_) x = restyle_sheet(x, styles, sst, sst_prefix, db_.shared_strings());
+        } else {
+            x = transform(part, type, std::move(*bytes));
+        }
+        writes.emplace_back(copied_[part], std::move(x));
+        if (!type.empty()) types.emplace_back(copied_[part], type);
+        // The part's relationships, with the targets of copied parts renamed.
+        std::string rels_name = rels_path_for(part);
+        if (!sb_.package().has(rels_name)) continue;
+        auto rels_bytes = sb_.package().read(rels_name);
+        if (!rels_bytes) return rels_bytes.error();
+        xml::Document rels;
+        if (auto r = xml::load(rels, *rels_bytes, rels_name); !r) return r.error();
+        for (pugi::xml_node n = rels.root().first_child(); n;) {
+            pugi::xml_node next = n.next_sibling();
+            if (n.type() == pugi::node_element &&
+                std::string_view(n.attribute("TargetMode").value()) != "External") {
+                std::string target = resolve_target(part, n.attribute("Target").value());
+                auto stored = sb_.package().find(target);
+                auto it = stored ? copied_.find(*stored) : copied_.end();
+                if (it != copied_.end()) {
+                    n.attribute("Target").set_value(
+                        relative_target(copied_[part], it->second).c_str());
+                } else if (!same_) {
+                    // A part that does not come along (a pivot table): its link goes too.
+                    rels.root().remove_child(n);
+                }
+            }
+            n = next;
+        }
+        writes.emplace_back(rels_path_for(copied_[part]), xml::save(rels));
+    }
+    // The destination's sheet indexes move up for the sheet that comes in.
+    remap_sheet_indexes(db_.workbook_part(), [&](int i) { return i >= position_ ? i + 1 : i; });
+    if (auto r = copy_names(); !r) return r.error();
+
+    // Write: parts, content types, the sheet list, styles, links.
+    for (auto& [name, content] : writes) db_.package().write(name, std::move(content));
+    for (const auto& [name, type] : types) {
+        if (dct_->type_of(name) == type) continue;
+        std::size_t dot = name.rfind('.');
+        std::string ext = dot == std::string::npos ? "" : text::lower(name.substr(dot + 1));
+        if (ext == "xml")
+            dct_->set_override(name, type);
+        else
+            dct_->ensure_default(ext, type);
+        if (dct_->type_of(name) != type) dct_->set_override(name, type);
+    }
+    bool macro = src_.kind() == SheetKind::Macro;
+    std::string rel_id =
+        db_.workbook_rels().add(macro ? rel::kMacrosheet : rel::kWorksheet,
+                                relative_target(db_.workbook_part_name(), new_part));
+    insert_sheet_element(db_.workbook_part(), position_, new_name_, rel_id);
+    if (!same_) {
+        if (styles.changed()) {
+            std::string styles_part = workbook_target(db_, rel::kStyles);
+            if (styles_part.empty()) {
+                std::string folder =
+                    db_.workbook_part_name().substr(0, db_.workbook_part_name().rfind('/') + 1);
+                styles_part = folder + "styles.xml";
+                db_.workbook_rels().add(rel::kStyles,
+                                        relative_target(db_.workbook_part_name(), styles_part));
+                dct_->set_override(styles_part, ctype::kStyles);
+            }
+            db_.package().write(styles_part, styles.destination_xml());
+            db_.styles_changed();
+        }
+        if (links_)
+            if (auto r = links_->write(*dct_); !r) return r.error();
+    }
+
+    auto sheet = std::make_unique<Sheet>(db_, new_name_, new_part, src_.kind());
+    Sheet* raw = sheet.get();
+    db_.sheets().insert(db_.sheets().begin() + position_, std::move(sheet));
+    db_.set_active(raw);
+    db_.app().set_active(&db_);
+    db_.cells_changed();
+    db_.structure_changed();
+    return static_cast<Worksheet*>(raw);
+}
+
+}  // namespace
+
+Result<Worksheet*> copy_sheet(Sheet& source, Book& dest, Worksheet* before, Worksheet* after) {
+    Sheet* anchor = nullptr;
+    for (auto& s : dest.sheets())
+        if (s.get() == (before ? before : after)) anchor = s.get();
+    if (!anchor) return refused("コピー先のシートが見つかりません。");
+    int position = dest.sheet_position(anchor) + (after ? 1 : 0);
+    SheetCopy copy(source, dest, position);
+    return copy.run();
+}
+
+}  // namespace sheaflow::xl::native
