@@ -32,26 +32,6 @@ bool is_target_extension(const std::string& ext) {
     return ext == "XLS" || ext == "XLSX" || ext == "XLSM" || ext == "CSV";
 }
 
-std::optional<int> FileFormat_FromExt(const std::string& extension, const std::string& separator) {
-    std::string ext = text::upper(extension);
-    if (ext == "CSV") return xl::xlCSV;
-    if (ext == "TSV") return xl::xlCurrentPlatformText;
-    if (ext == "TXT") {
-        std::string sep = text::upper(separator);
-        if (sep.empty() || sep == "TAB") return xl::xlCurrentPlatformText;
-        if (sep == "COMMA") return xl::xlCSV;
-        return std::nullopt;
-    }
-    if (ext == "XLS") return xl::xlExcel8;
-    if (ext == "XLSX") return xl::xlOpenXMLWorkbook;
-    if (ext == "XLSM") return xl::xlOpenXMLWorkbookMacroEnabled;
-    return std::nullopt;
-}
-
-std::optional<int> FileFormat_FromFile(const std::string& file_name) {
-    return FileFormat_FromExt(upper_extension(file_name));
-}
-
 std::string first_file_question(const std::string& error_text) {
     std::string q =
         "Excelシート１枚を処理してみました。\n"
@@ -67,7 +47,6 @@ std::string first_file_question(const std::string& error_text) {
 
 namespace {
 
-constexpr const char* kUnknownExtension = "ファイルの拡張子が不明です。";
 constexpr const char* kUpdateError = "更新エラー　";
 constexpr const char* kWriteError = "書込エラー　";
 constexpr const char* kCompleted = "処理が終了しました。";
@@ -406,7 +385,7 @@ void Driver::excel_process(TargetFile& file) {
                 std::optional<int> format = FileFormat_FromExt(s.extension);
                 xl::Workbook* active = app.active_workbook();
                 if (!format) {
-                    s.update_error_text(kUnknownExtension);
+                    s.update_error_text(std::string(xl::kUnknownExtensionMessage));
                     keep_stop = true;
                 } else if (!book || !active) {
                     error_line(kWriteError, "ブック「" + s.book_name + "」が見つかりません。");

@@ -10,6 +10,7 @@
 
 #include "run/host.h"
 #include "shell/params.h"
+#include "xl/file_format.h"
 
 namespace sheaflow::xl {
 class Application;
@@ -74,12 +75,10 @@ bool is_target_extension(const std::string& upper_extension);
 // The extension of a file name, upper-cased ("" when it has none).
 std::string upper_extension(const std::string& file_name);
 
-// FileFormat_FromExt: the save-format code of an upper-cased extension, with the separator word
-// of the text formats; nullopt for an unknown extension.
-std::optional<int> FileFormat_FromExt(const std::string& extension,
-                                      const std::string& separator = {});
-// FileFormat_FromFile: the same for a file name that the user typed.
-std::optional<int> FileFormat_FromFile(const std::string& file_name);
+// FileFormat_FromExt and FileFormat_FromFile live with the object model; the driver's callers
+// know them under its name too.
+using xl::FileFormat_FromExt;
+using xl::FileFormat_FromFile;
 
 // The texts of the first-file confirmation (Excel_Message_1Kenme) for a run error text.
 std::string first_file_question(const std::string& error_text);

@@ -339,28 +339,4 @@ TEST_F(DriverTest, collecting_operation_keeps_its_workbook_and_saves_it_at_the_e
     EXPECT_NE(out.completion_text.find("「" + out.output_path + "」"), std::string::npos);
 }
 
-TEST(FileFormat, codes_by_extension_and_separator) {
-    struct Case {
-        const char* ext;
-        const char* sep;
-        std::optional<int> code;
-    } cases[] = {
-        {"CSV", "", 6},
-        {"csv", "TAB", 6},
-        {"TSV", "", -4158},
-        {"TXT", "", -4158},
-        {"TXT", "comma", 6},
-        {"TXT", "Tab", -4158},
-        {"TXT", "SPACE", std::nullopt},
-        {"XLS", "", 56},
-        {"XLSX", "", 51},
-        {"XLSM", "", 52},
-        {"ODS", "", std::nullopt},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(run::FileFormat_FromExt(c.ext, c.sep), c.code) << c.ext << " " << c.sep;
-    EXPECT_EQ(run::FileFormat_FromFile("/tmp/out.book.Xlsm"), 52);
-    EXPECT_EQ(run::FileFormat_FromFile("/tmp/dir.xlsx/noext"), std::nullopt);
-}
-
 }  // namespace
