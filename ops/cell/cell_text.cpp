@@ -190,7 +190,7 @@ Result<void> Excel_すべてのシート_セル_文字列検索(run::Session& s)
         if (s.yield()) break;
         xl::Worksheet* ws = book->worksheet(i);
         if (!ws) continue;
-        if (!ws->activate() || !ws->select()) {
+        if (!ws->activate() || !ws->select() || !ws->check()) {
             t.new_row();
             t.set(1, sheet_label(*ws) + "シートが参照できません。");
             continue;

@@ -266,7 +266,10 @@ TEST_F(CellTextTest, replace_changes_only_the_range_with_fixed_order_by_rows) {
 TEST_F(CellTextTest, all_sheets_search_lists_every_sheet_under_one_heading) {
     FakeSheetSpec second("在庫", xl::xlWorksheet, {{"C2", "abc"}});
     FakeSheetSpec broken("壊れ", xl::xlWorksheet, {{"A1", "abc"}});
-    open({{search_sheet(), second, broken}, 1}, "/t/一.xlsx").fake_sheet(3).fail_activate = true;
+    FakeSheetSpec damaged("傷", xl::xlWorksheet, {{"A1", "abc"}});
+    FakeWorkbook& one = open({{search_sheet(), second, broken, damaged}, 1}, "/t/一.xlsx");
+    one.fake_sheet(3).fail_activate = true;
+    one.fake_sheet(4).damaged = true;
     set_pane({"", "", "", "", "abc"});
     ASSERT_TRUE(ops::Excel_すべてのシート_セル_文字列検索(session_));
     open({{second}, 1}, "/t/二.xlsx");
@@ -274,12 +277,13 @@ TEST_F(CellTextTest, all_sheets_search_lists_every_sheet_under_one_heading) {
 
     EXPECT_EQ(column(0),
               (std::vector<std::string>{"すべてのシートで文字列検索", "検索文字=abc", "", "一.xlsx",
-                                        "", "", "", "", "", "", "", "", "二.xlsx", "", ""}));
+                                        "", "", "", "", "", "", "", "", "", "二.xlsx", "", ""}));
     EXPECT_EQ(column(1), (std::vector<std::string>{
                              "", "", "", "", "売上(Sheet1)", "", "", "", "", "在庫(在庫)", "",
-                             "壊れ(壊れ)シートが参照できません。", "", "在庫(在庫)", ""}));
+                             "壊れ(壊れ)シートが参照できません。", "傷(傷)シートが参照できません。",
+                             "", "在庫(在庫)", ""}));
     EXPECT_EQ(column(2), (std::vector<std::string>{"", "", "", "", "", "B2", "C3", "D4", "A1", "",
-                                                   "C2", "", "", "", "C2"}));
+                                                   "C2", "", "", "", "", "C2"}));
     EXPECT_EQ(column(3)[7], "ABC");
     EXPECT_EQ(column(4)[6], "=A1&\"abc\"");
     EXPECT_EQ(table_.titles(),

@@ -56,6 +56,10 @@ public:
     int type() const override { return spec_.type; }
     int index() const override;
     bool visible() const override { return true; }
+    Result<void> check() override {
+        if (damaged) return Error::make(Error::Code::BadFormat, "damaged sheet");
+        return {};
+    }
     Result<void> activate() override;
     Result<void> select() override { return {}; }
     std::int32_t rows_count() const override { return 1048576; }
@@ -153,6 +157,7 @@ public:
     xl::FindSpec last_spec;
     std::string refuse_replace;  // Replace fails with this message when not empty
     bool fail_activate = false;
+    bool damaged = false;
     bool fail_find = false;
 
 private:
