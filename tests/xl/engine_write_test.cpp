@@ -90,6 +90,66 @@ TEST(EngineWrite, changed_cells_survive_a_reopen_and_the_rest_stays) {
     EXPECT_NE(sst.find("<si><t>一行目&#13;\n二行目</t></si>"), std::string::npos);
 }
 
+TEST(EngineWrite, a_string_replaced_everywhere_changes_the_string_table_not_the_sheets) {
+    EngineTempDir dir;
+    std::string out = dir.file("out.xlsx");
+    {
+        auto app = create_application();
+        auto b = app->workbooks().open(fixture("cells.xlsx"), false);
+        ASSERT_TRUE(b);
+        for (int i = 1; i <= (*b)->worksheet_count(); ++i) {
+            ReplaceOptions o;
+            o.what = "abc";  // entry 4, used by E4 alone
+            o.replacement = "xyz";
+            o.look_at = xlWhole;
+            o.match_byte = true;
+            ASSERT_TRUE((*b)->worksheet(i)->cells().replace(o));
+        }
+        // 東京都 (entry 0) is also used on the other sheet: replacing it on one sheet only
+        // must leave that sheet's cell as it reads now.
+        ReplaceOptions o;
+        o.what = "東京都";
+        o.replacement = "大阪府";
+        ASSERT_TRUE((*b)->worksheet(1)->cells().replace(o));
+        ASSERT_TRUE((*b)->save_as(out, xlOpenXMLWorkbook));
+        EXPECT_EQ((*b)->worksheet(1)->cell_value({4, 5}), Value(std::string("xyz")));
+    }
+    std::string sst = part_of(out, "xl/sharedStrings.xml");
+    EXPECT_NE(sst.find("<si><t>xyz</t></si><si><t>ＡＢＣ</t></si>"), std::string::npos) << sst;
+    EXPECT_EQ(sst.find("abc"), std::string::npos);
+    EXPECT_NE(sst.find("uniqueCount=\"8\""), std::string::npos);  // 大阪府 appended
+    EXPECT_NE(part_of(out, "xl/worksheets/sheet1.xml"),
+              part_of(fixture("cells.xlsx"), "xl/worksheets/sheet1.xml"));
+    EXPECT_EQ(part_of(out, "xl/worksheets/sheet2.xml"),
+              part_of(fixture("cells.xlsx"), "xl/worksheets/sheet2.xml"));
+    auto app = create_application();
+    auto b = app->workbooks().open(out, true);
+    ASSERT_TRUE(b);
+    EXPECT_EQ((*b)->worksheet(1)->cell_value({4, 5}), Value(std::string("xyz")));
+    EXPECT_EQ((*b)->worksheet(1)->cell_value({1, 1}), Value(std::string("大阪府")));
+    EXPECT_EQ((*b)->worksheet(2)->cell_value({3, 2}), Value(std::string("東京都")));
+}
+
+TEST(EngineWrite, only_the_string_table_changes_when_every_use_of_a_string_is_replaced) {
+    EngineTempDir dir;
+    std::string out = dir.file("out.xlsx");
+    auto app = create_application();
+    auto b = app->workbooks().open(fixture("cells.xlsx"), false);
+    ASSERT_TRUE(b);
+    ReplaceOptions o;
+    o.what = "abc";
+    o.replacement = "xyz";
+    o.look_at = xlWhole;
+    o.match_byte = true;
+    for (int i = 1; i <= (*b)->worksheet_count(); ++i)
+        ASSERT_TRUE((*b)->worksheet(i)->cells().replace(o));
+    ASSERT_TRUE((*b)->save_as(out, xlOpenXMLWorkbook));
+    // The cell keeps its index; the entry took the new text.
+    EXPECT_EQ(part_of(out, "xl/worksheets/sheet1.xml"),
+              part_of(fixture("cells.xlsx"), "xl/worksheets/sheet1.xml"));
+    EXPECT_NE(part_of(out, "xl/sharedStrings.xml").find("uniqueCount=\"7\""), std::string::npos);
+}
+
 TEST(EngineWrite, values_as_typed_and_cells_off_the_grid) {
     auto app = create_application();
     auto b = app->workbooks().add();

@@ -478,7 +478,94 @@ void Book::cells_changed() {
     workbook_.set_full_calc_on_load();
 }
 
+std::int8_t& Book::match_memo(const FindSpec& spec, std::size_t index) {
+    std::string key = spec.what;
+    key += '\0';
+    key += std::to_string(spec.look_at) + (spec.match_case ? "C" : "c") +
+           (spec.match_byte ? "B" : "b");
+    if (key != memo_key_) {
+        memo_key_ = std::move(key);
+        memo_.clear();
+    }
+    if (memo_.size() <= index) memo_.resize(std::max(index + 1, shared_strings().size()), 0);
+    return memo_[index];
+}
+
+void Book::fold_string_changes() {
+    if (!shared_strings_) return;
+    SharedStrings& sst = *shared_strings_;
+    const std::size_t n = sst.original_size();
+    if (sst.size() == n) return;
+    // Who refers to what is only known when every sheet has been read.
+    std::vector<WorksheetPart*> parts;
+    for (auto& s : sheets_) {
+        if (!s->has_cells()) continue;
+        if (!s->loaded()) return;
+        auto p = s->part();
+        if (!p) return;
+        parts.push_back(*p);
+    }
+    constexpr std::int64_t kUnused = -1, kKeep = -2;
+    std::vector<std::int64_t> target(n, kUnused);
+    for (WorksheetPart* p : parts) {
+        for (const Cell& c : p->table().cells) {
+            std::int64_t cur =
+                c.kind == CellKind::SharedString ? static_cast<std::int64_t>(c.number) : -1;
+            if (cur >= 0 && static_cast<std::size_t>(cur) < n)
+                target[static_cast<std::size_t>(cur)] = kKeep;
+        }
+    }
+    for (WorksheetPart* p : parts) {
+        for (const Cell& c : p->table().cells) {
+            if (!c.dirty() || c.kind != CellKind::SharedString || c.has_formula()) continue;
+            auto cur = static_cast<std::int64_t>(c.number);
+            if (static_cast<std::size_t>(cur) < n) continue;
+            auto orig = p->original_shared_index(c);
+            if (!orig || *orig >= n) continue;
+            std::int64_t& t = target[*orig];
+            if (t == kUnused)
+                t = cur;
+            else if (t != cur)
+                t = kKeep;
+        }
+    }
+    bool any = false;
+    memo_key_.clear();  // entries change their text
+    memo_.clear();
+    for (std::size_t i = 0; i < n; ++i) {
+        if (target[i] < 0) continue;
+        sst.set_text(static_cast<std::uint32_t>(i), sst.at(static_cast<std::size_t>(target[i])));
+        any = true;
+    }
+    if (!any) return;
+    // The cells go back to the entry they were read with, and are written as they were.
+    std::vector<bool> keep(sst.size() - n, false);
+    for (WorksheetPart* p : parts) {
+        for (Cell& c : p->table().cells) {
+            if (c.kind != CellKind::SharedString) continue;
+            auto cur = static_cast<std::size_t>(c.number);
+            if (cur < n) continue;
+            if (c.dirty() && !c.has_formula()) {
+                auto orig = p->original_shared_index(c);
+                if (orig && *orig < n && target[*orig] == static_cast<std::int64_t>(cur)) {
+                    c.number = *orig;
+                    c.flags &= static_cast<std::uint8_t>(~(Cell::kDirty | Cell::kDropMeta));
+                    continue;
+                }
+            }
+            keep[cur - n] = true;
+        }
+        p->refresh_dirty();
+    }
+    auto remap = sst.compact_appended(keep);
+    for (WorksheetPart* p : parts)
+        for (Cell& c : p->table().cells)
+            if (c.kind == CellKind::SharedString && static_cast<std::size_t>(c.number) >= n)
+                c.number = remap[static_cast<std::size_t>(c.number)];
+}
+
 Result<void> Book::flush() {
+    fold_string_changes();
     // The active tab and the selected flags of the sheets follow the active sheet.
     int active_pos = sheet_position(active_);
     if (active_pos >= 0 && active_pos != loaded_active_tab_) {
@@ -572,25 +659,46 @@ Result<std::string> Book::text_of_active_sheet(int file_format) {
     if (!part) return part.error();
     const CellTable& t = (*part)->table();
     bool empty = active_->count_a(used) == 0 && t.cells.empty();
-    if (!empty) {
-        // From A1 to the last used row and column, every line padded to the full width.
-        std::vector<std::string> fields;
-        std::size_t ri = 0;
-        for (std::int32_t r = 1; r <= used.last_row; ++r) {
-            fields.assign(static_cast<std::size_t>(used.last_col), std::string());
-            while (ri < t.rows.size() && t.rows[ri].r < r) ++ri;
-            if (ri < t.rows.size() && t.rows[ri].r == r) {
-                const Row& row = t.rows[ri];
-                for (std::uint32_t i = row.first; i < row.last; ++i) {
-                    const Cell& c = t.cells[i];
-                    if (c.col > used.last_col) break;
-                    fields[static_cast<std::size_t>(c.col - 1)] = active_->display_text(c);
-                }
-            }
-            csv::append_record(fields, sep, out);
+    if (empty) return out;
+    // From A1 to the last used row and column, every line padded to the full width. Fields
+    // are encoded one by one: ASCII as it is, other texts once per distinct text.
+    std::unordered_map<std::string, std::string> encoded;
+    std::string field;
+    auto put = [&](const std::string& text) {
+        field.clear();
+        csv::append_field(text, sep, field);
+        bool ascii = std::all_of(field.begin(), field.end(),
+                                 [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+        if (ascii) {
+            out += field;
+            return;
         }
+        auto it = encoded.find(field);
+        if (it == encoded.end()) it = encoded.emplace(field, text::to_cp932(field, '?')).first;
+        out += it->second;
+    };
+    std::size_t ri = 0;
+    for (std::int32_t r = 1; r <= used.last_row; ++r) {
+        std::int32_t col = 1;  // the next column to write
+        auto next_field = [&]() {
+            if (col > 1) out += sep;
+            ++col;
+        };
+        while (ri < t.rows.size() && t.rows[ri].r < r) ++ri;
+        if (ri < t.rows.size() && t.rows[ri].r == r) {
+            const Row& row = t.rows[ri];
+            for (std::uint32_t i = row.first; i < row.last; ++i) {
+                const Cell& c = t.cells[i];
+                if (c.col > used.last_col) break;
+                while (col < c.col) next_field();
+                next_field();
+                put(active_->display_text(c));
+            }
+        }
+        while (col <= used.last_col) next_field();
+        out += "\r\n";
     }
-    return text::to_cp932(out, '?');
+    return out;
 }
 
 Result<void> Book::save_as(const std::string& path, int file_format) {

@@ -155,6 +155,9 @@ public:
     // Records that cell contents changed: the calculation chain goes and a full recalculation
     // is requested for the next open.
     void cells_changed();
+    // Whether shared string `index` matches the search `spec` (0 not known yet, 1 yes, 2 no),
+    // kept while the same search is repeated (FindNext loops).
+    std::int8_t& match_memo(const FindSpec& spec, std::size_t index);
     // Writes every changed part object into the package.
     Result<void> flush();
     // Sheet structure (xl/native/structure*.cpp): the sheet list changed, so the active tab
@@ -176,6 +179,10 @@ private:
     Result<void> load_csv(const std::string& bytes, const std::string& display);
     void init_new(const std::string& sheet_name);
     Result<void> save_package(const std::string& path, int file_format);
+    // Where every cell that used shared string i now uses one appended string j, and no cell
+    // uses i any more, entry i takes j's text and those cells are written as they were read:
+    // a replace across a workbook then rewrites the string table, not every sheet.
+    void fold_string_changes();
 
     NativeApplication& app_;
     std::unique_ptr<Package> package_;
@@ -195,6 +202,8 @@ private:
     std::vector<std::unique_ptr<Sheet>> sheets_;
     Sheet* active_ = nullptr;
     int loaded_active_tab_ = 0;
+    std::string memo_key_;
+    std::vector<std::int8_t> memo_;
     bool cells_changed_ = false;
     std::vector<std::unique_ptr<Sheet>> retired_;
 };

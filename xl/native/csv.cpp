@@ -101,22 +101,25 @@ bool plain_number(std::string_view f, double& value) {
     return true;
 }
 
+void append_field(std::string_view f, char sep, std::string& out) {
+    bool quote = f.find_first_of(sep == '\t' ? "\t\",\r\n" : ",\"\r\n") != std::string_view::npos ||
+                 (sep != ',' && sep != '\t' && f.find(sep) != std::string_view::npos);
+    if (!quote) {
+        out.append(f);
+        return;
+    }
+    out += '"';
+    for (char c : f) {
+        if (c == '"') out += '"';
+        out += c;
+    }
+    out += '"';
+}
+
 void append_record(const std::vector<std::string>& fields, char sep, std::string& out) {
     for (std::size_t i = 0; i < fields.size(); ++i) {
         if (i) out += sep;
-        const std::string& f = fields[i];
-        bool quote = f.find_first_of(sep == '\t' ? "\t\",\r\n" : ",\"\r\n") != std::string::npos ||
-                     (sep != ',' && sep != '\t' && f.find(sep) != std::string::npos);
-        if (!quote) {
-            out += f;
-            continue;
-        }
-        out += '"';
-        for (char c : f) {
-            if (c == '"') out += '"';
-            out += c;
-        }
-        out += '"';
+        append_field(fields[i], sep, out);
     }
     out += "\r\n";
 }

@@ -23,6 +23,10 @@ std::vector<std::vector<std::string>> parse(std::string_view text, char separato
 // same text (so "007", "1.50" and "1e3" stay text).
 bool plain_number(std::string_view field, double& value);
 
+// One field as written: quoted when it holds the separator, a quote or a line break (and, in
+// tab-separated text, a comma); quotes inside are doubled.
+void append_field(std::string_view field, char separator, std::string& out);
+
 // One record of the output, CR LF ended. A field is quoted when it holds the separator, a quote
 // or a line break (and, in tab-separated text, a comma); quotes inside are doubled.
 void append_record(const std::vector<std::string>& fields, char separator, std::string& out);

@@ -41,36 +41,62 @@ Matcher::Matcher(const FindSpec& spec)
         for (const Item& it : pattern_) literal_.push_back(it.c);
 }
 
+char32_t Matcher::fold_one(char32_t c) const {
+    if (c < 0x80) {
+        if (!match_case_ && c >= U'A' && c <= U'Z') c += 32;
+        return c;
+    }
+    if (!match_byte_) {
+        if (c >= 0xFF01 && c <= 0xFF5E) {
+            c -= 0xFEE0;
+            if (!match_case_ && c >= U'A' && c <= U'Z') c += 32;
+            return c;
+        }
+        if (c == 0x3000) return U' ';
+        if (c >= 0xFF61 && c <= 0xFF9F) {
+            std::u32string one = text::fold_width(std::u32string_view(&c, 1));
+            if (!one.empty()) c = one[0];
+        }
+    }
+    // Kana and ideographs have no case; other scripts fold as Unicode says.
+    if (!match_case_ && !(c >= 0x3040 && c <= 0x9FFF))
+        c = static_cast<char32_t>(u_foldCase(static_cast<UChar32>(c), U_FOLD_CASE_DEFAULT));
+    return c;
+}
+
 Matcher::Folded Matcher::fold(std::u32string_view s) const {
     Folded f;
     f.chars.reserve(s.size());
     f.origin.reserve(s.size() + 1);
     for (std::size_t i = 0; i < s.size(); ++i) {
         char32_t c = s[i];
-        std::size_t used = 1;
-        if (!match_byte_) {
+        if (!match_byte_ && c >= 0xFF61 && c <= 0xFF9F && i + 1 < s.size() &&
+            (s[i + 1] == 0xFF9E || s[i + 1] == 0xFF9F)) {
             // Half-width kana with a following voiced mark fold to one full-width kana.
-            if (c >= 0xFF61 && c <= 0xFF9F && i + 1 < s.size()) {
-                std::u32string pair = text::fold_width(s.substr(i, 2));
-                if (pair.size() == 1) {
-                    c = pair[0];
-                    used = 2;
-                } else {
-                    c = pair[0];
-                }
-            } else {
-                std::u32string one = text::fold_width(s.substr(i, 1));
-                c = one.empty() ? c : one[0];
+            std::u32string pair = text::fold_width(s.substr(i, 2));
+            if (pair.size() == 1) {
+                f.chars.push_back(pair[0]);
+                f.origin.push_back(i);
+                ++i;
+                continue;
             }
         }
-        if (!match_case_)
-            c = static_cast<char32_t>(u_foldCase(static_cast<UChar32>(c), U_FOLD_CASE_DEFAULT));
-        f.chars.push_back(c);
+        f.chars.push_back(fold_one(c));
         f.origin.push_back(i);
-        i += used - 1;
     }
     f.origin.push_back(s.size());
     return f;
+}
+
+bool Matcher::may_match_within(std::u32string_view alphabet) const {
+    for (const Item& it : pattern_) {
+        if (it.kind != Item::Literal) continue;
+        bool found = false;
+        for (char32_t a : alphabet)
+            if (fold_one(a) == it.c) found = true;
+        if (!found) return false;
+    }
+    return true;
 }
 
 std::size_t Matcher::longest_at(const std::u32string& s, std::size_t start) const {

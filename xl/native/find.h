@@ -18,6 +18,9 @@ public:
     // False for an empty search text: it matches nothing.
     bool valid() const { return !pattern_.empty(); }
     bool matches(std::string_view text) const;
+    // False when no text made only of these characters can match (every literal character of
+    // the search text must occur in a match): lets numbers be skipped for a word.
+    bool may_match_within(std::u32string_view alphabet) const;
     // The text with every match replaced (the whole text for LookAt whole), or nullopt when
     // nothing matched. The replacement is inserted as given.
     std::optional<std::string> replace(std::string_view text, std::string_view replacement) const;
@@ -33,6 +36,7 @@ private:
         std::vector<std::size_t> origin;  // size chars.size() + 1
     };
     Folded fold(std::u32string_view s) const;
+    char32_t fold_one(char32_t c) const;
     // Longest match of the pattern starting at `start`; npos when none.
     std::size_t longest_at(const std::u32string& s, std::size_t start) const;
     bool whole_match(const std::u32string& s) const;

@@ -26,6 +26,9 @@ bool needs_preserve(std::string_view s) {
 Result<void> SharedStrings::parse(std::string xml_text, const std::string& part_name) {
     source_ = std::move(xml_text);
     items_.clear();
+    spans_.clear();
+    if (source_.size() >= 0xFFFFFFF0u) return broken(part_name);
+    std::size_t si_begin = 0;
     xml::Scanner sc(source_);
     // Depth-tracked walk: <sst><si>(<t>|<r><t>|<rPh>...)</si></sst>.
     int depth = 0;
@@ -56,8 +59,11 @@ Result<void> SharedStrings::parse(std::string xml_text, const std::string& part_
                 }
             } else if (depth == 1 && local == "si") {
                 current.clear();
+                si_begin = t.begin;
                 if (t.self_closing) {
                     items_.push_back({});
+                    spans_.emplace_back(static_cast<std::uint32_t>(t.begin),
+                                        static_cast<std::uint32_t>(t.end));
                     continue;
                 }
                 si_depth = depth;
@@ -76,6 +82,8 @@ Result<void> SharedStrings::parse(std::string xml_text, const std::string& part_
             if (depth == t_depth) t_depth = -1;
             if (depth == si_depth) {
                 items_.push_back(xml::decode_ooxml_escapes(current));
+                spans_.emplace_back(static_cast<std::uint32_t>(si_begin),
+                                    static_cast<std::uint32_t>(t.end));
                 si_depth = -1;
             }
             if (depth == 0) close_pos_ = t.begin;
@@ -90,6 +98,7 @@ Result<void> SharedStrings::parse(std::string xml_text, const std::string& part_
     }
     if (!root_seen || depth != 0) return broken(part_name);
     original_size_ = items_.size();
+    replaced_.assign(original_size_, false);
     dirty_ = false;
     count_delta_ = 0;
     lookup_.reset();
@@ -102,31 +111,62 @@ const std::string& SharedStrings::at(std::size_t index) const {
 
 std::uint32_t SharedStrings::intern(std::string_view text) {
     if (!lookup_) {
-        lookup_ = std::make_unique<std::unordered_map<std::string, std::uint32_t>>();
-        lookup_->reserve(items_.size());
+        lookup_ = std::make_unique<std::unordered_map<std::string_view, std::uint32_t>>();
+        lookup_->reserve(items_.size() + 64);
         for (std::size_t i = 0; i < items_.size(); ++i)
             lookup_->emplace(items_[i], static_cast<std::uint32_t>(i));
     }
-    std::string key(text);
-    auto it = lookup_->find(key);
+    auto it = lookup_->find(text);
     if (it != lookup_->end()) return it->second;
     auto index = static_cast<std::uint32_t>(items_.size());
-    items_.push_back(key);
-    lookup_->emplace(std::move(key), index);
+    items_.emplace_back(text);
+    lookup_->emplace(items_.back(), index);
     dirty_ = true;
     return index;
 }
 
+void SharedStrings::set_text(std::uint32_t index, const std::string& text) {
+    if (index >= original_size_) return;
+    lookup_.reset();  // views of the old text would dangle
+    items_[index] = text;
+    replaced_[index] = true;
+    dirty_ = true;
+}
+
+std::vector<std::uint32_t> SharedStrings::compact_appended(const std::vector<bool>& keep) {
+    std::vector<std::uint32_t> remap(items_.size());
+    std::uint32_t next = static_cast<std::uint32_t>(original_size_);
+    for (std::size_t i = 0; i < items_.size(); ++i) {
+        if (i < original_size_) {
+            remap[i] = static_cast<std::uint32_t>(i);
+            continue;
+        }
+        std::size_t k = i - original_size_;
+        if (k < keep.size() && !keep[k]) {
+            remap[i] = 0;
+            continue;
+        }
+        remap[i] = next;
+        if (next != i) items_[next] = std::move(items_[i]);
+        ++next;
+    }
+    items_.resize(next);
+    lookup_.reset();
+    return remap;
+}
+
+std::string SharedStrings::entry_xml(const std::string& text) const {
+    std::string out = "<" + prefix_;
+    out += needs_preserve(text) ? "si><" + prefix_ + "t xml:space=\"preserve\">"
+                                : "si><" + prefix_ + "t>";
+    xml::escape_text(xml::encode_ooxml_escapes(text), out);
+    out += "</" + prefix_ + "t></" + prefix_ + "si>";
+    return out;
+}
+
 std::string SharedStrings::serialize() const {
     std::string added;
-    for (std::size_t i = original_size_; i < items_.size(); ++i) {
-        added += '<';
-        added += prefix_;
-        added += needs_preserve(items_[i]) ? "si><" + prefix_ + "t xml:space=\"preserve\">"
-                                           : "si><" + prefix_ + "t>";
-        xml::escape_text(xml::encode_ooxml_escapes(items_[i]), added);
-        added += "</" + prefix_ + "t></" + prefix_ + "si>";
-    }
+    for (std::size_t i = original_size_; i < items_.size(); ++i) added += entry_xml(items_[i]);
     if (source_.empty()) {
         std::string out =
             "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n<sst "
@@ -165,7 +205,15 @@ std::string SharedStrings::serialize() const {
         out += '>';
         out.append(source_, root_end_, std::string::npos);
     } else {
-        out.append(source_, root_end_, close_pos_ - root_end_);
+        // The entries as read, those given a new text written anew.
+        std::size_t pos = root_end_;
+        for (std::size_t i = 0; i < original_size_; ++i) {
+            if (!replaced_[i]) continue;
+            out.append(source_, pos, spans_[i].first - pos);
+            out += entry_xml(items_[i]);
+            pos = spans_[i].second;
+        }
+        out.append(source_, pos, close_pos_ - pos);
         out += added;
         out.append(source_, close_pos_, std::string::npos);
     }

@@ -4,6 +4,7 @@
 // text with the new entries added before its end tag.
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -32,11 +33,25 @@ public:
     bool dirty() const { return dirty_; }
     std::string serialize() const;
 
+    // Entries read from the part (the rest were appended since).
+    std::size_t original_size() const { return original_size_; }
+    // Gives an entry read from the part a new text. Only for an entry no cell refers to any
+    // more with its old text (the engine folds "every cell of entry i now uses appended entry
+    // j" back into entry i, so that those cells stay as written).
+    void set_text(std::uint32_t index, const std::string& text);
+    // Drops appended entries; `keep[k]` tells whether appended entry original_size() + k stays.
+    // Returns the new index of every appended entry (unchanged for those read from the part).
+    std::vector<std::uint32_t> compact_appended(const std::vector<bool>& keep);
+
 private:
-    std::string source_;  // the part as read ("" for a new table)
-    std::vector<std::string> items_;
+    std::string entry_xml(const std::string& text) const;
+
+    std::string source_;             // the part as read ("" for a new table)
+    std::deque<std::string> items_;  // a deque: entries never move, so views of them stay valid
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> spans_;  // <si> of each read entry
+    std::vector<bool> replaced_;                                  // read entries given a new text
     std::size_t original_size_ = 0;
-    std::unique_ptr<std::unordered_map<std::string, std::uint32_t>> lookup_;
+    std::unique_ptr<std::unordered_map<std::string_view, std::uint32_t>> lookup_;
     std::int64_t count_delta_ = 0;
     bool dirty_ = false;
     // Where the root element's start tag lies and where its end tag starts.

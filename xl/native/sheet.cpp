@@ -519,11 +519,27 @@ std::optional<CellRef> Sheet::find(const Area& area, const FindSpec& spec,
         if (c.row == 0) c.row = row_at(i);
         return c;
     };
+    const Styles& styles = book_.styles();
+    const bool numbers_can_match = m.may_match_within(U"0123456789.-+Ee");
+    const bool dates_can_match = m.may_match_within(U"0123456789/: AMPamp");
     auto test = [&](CellRef c) -> bool {
         if (!area.contains(c)) return false;
         if (spec.look_in == xlComments) return m.matches(comment_text(c));
         const Cell* cell = t.find(c.row, c.col);
         if (!cell || !cell->has_content()) return false;
+        if (!cell->has_formula() && cell->kind == CellKind::SharedString) {
+            // The text itself, in formulas and under a format that shows text as it is.
+            const std::string& code = styles.format_code(cell->style);
+            if (spec.look_in != xlValues || code == "General" || code == "@") {
+                auto idx = static_cast<std::size_t>(cell->number);
+                std::int8_t& known = book_.match_memo(spec, idx);
+                if (known == 0) known = m.matches(book_.shared_strings().at(idx)) ? 1 : 2;
+                return known == 1;
+            }
+        }
+        if (spec.look_in != xlValues && !cell->has_formula() && cell->kind == CellKind::Number &&
+            !(styles.is_date(cell->style) ? dates_can_match : numbers_can_match))
+            return false;
         std::string s =
             spec.look_in == xlValues ? display_text(*cell) : formula_bar_text(c.row, *cell);
         return m.matches(s);
@@ -559,14 +575,54 @@ Result<bool> Sheet::replace(const Area& area, const FindSpec& spec,
         bool formula;
     };
     std::vector<Change> changes;
-    const CellTable& t = (*p)->table();
-    for_each_cell(area, [&](CellRef at) {
-        const Cell* c = t.find(at.row, at.col);
-        if (!c || c->formula_kind == FormulaKind::Other) return;
-        std::string before = formula_bar_text(at.row, *c);
-        auto after = m.replace(before, replacement);
-        if (after && *after != before) changes.push_back({at, std::move(*after), c->has_formula()});
-    });
+    CellTable& t = (*p)->table();
+    const Styles& styles = book_.styles();
+    SharedStrings& sst = book_.shared_strings();
+    // Texts of the string table are looked at once per entry, not once per cell.
+    constexpr std::int32_t kUnknown = -1, kNoChange = -2;
+    std::vector<std::int32_t> memo;
+    std::vector<std::string> results;
+    // A number's formula-bar text has only these characters; most search words have others.
+    const bool numbers_can_match = m.may_match_within(U"0123456789.-+Ee");
+    const bool dates_can_match = m.may_match_within(U"0123456789/: AMPamp");
+    auto it = std::lower_bound(t.rows.begin(), t.rows.end(), area.first_row,
+                               [](const Row& row, std::int32_t v) { return row.r < v; });
+    for (; it != t.rows.end() && it->r <= area.last_row; ++it) {
+        auto b = t.cells.begin() + it->first, e = t.cells.begin() + it->last;
+        auto c = std::lower_bound(b, e, area.first_col,
+                                  [](const Cell& cell, std::int32_t v) { return cell.col < v; });
+        for (; c != e && c->col <= area.last_col; ++c) {
+            if (!c->has_content() || c->formula_kind == FormulaKind::Other) continue;
+            CellRef at{it->r, c->col};
+            if (!c->has_formula()) {
+                if (c->kind == CellKind::SharedString) {
+                    auto idx = static_cast<std::size_t>(c->number);
+                    if (memo.size() <= idx) memo.resize(std::max(sst.size(), idx + 1), kUnknown);
+                    if (memo[idx] == kUnknown) {
+                        const std::string& before = sst.at(idx);
+                        auto after = m.replace(before, replacement);
+                        if (after && *after != before) {
+                            memo[idx] = static_cast<std::int32_t>(results.size());
+                            results.push_back(std::move(*after));
+                        } else {
+                            memo[idx] = kNoChange;
+                        }
+                    }
+                    if (memo[idx] >= 0)
+                        changes.push_back(
+                            {at, results[static_cast<std::size_t>(memo[idx])], false});
+                    continue;
+                }
+                if (c->kind == CellKind::Number &&
+                    !(styles.is_date(c->style) ? dates_can_match : numbers_can_match))
+                    continue;
+            }
+            std::string before = formula_bar_text(at.row, *c);
+            auto after = m.replace(before, replacement);
+            if (after && *after != before)
+                changes.push_back({at, std::move(*after), c->has_formula()});
+        }
+    }
     std::vector<std::string> refused;
     for (Change& ch : changes) {
         // A formula that would no longer parse is left as it was, and reported.

@@ -188,15 +188,17 @@ TypedEntry parse_typed(std::string_view s, bool dates) {
         e.number = d;
         return e;
     }
-    std::string up = text::upper(s);
-    if (up == "TRUE" || up == "FALSE") {
-        e.kind = TypedEntry::Kind::Bool;
-        e.number = up == "TRUE" ? 1 : 0;
-        return e;
+    if (s.size() == 4 || s.size() == 5) {
+        std::string up = text::upper(s);
+        if (up == "TRUE" || up == "FALSE") {
+            e.kind = TypedEntry::Kind::Bool;
+            e.number = up == "TRUE" ? 1 : 0;
+            return e;
+        }
     }
-    if (is_error_literal(s)) {
+    if (s[0] == '#' && is_error_literal(s)) {
         e.kind = TypedEntry::Kind::Error;
-        e.text = up;
+        e.text = text::upper(s);
         return e;
     }
     if (dates && parse_date(s, d)) {

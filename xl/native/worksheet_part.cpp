@@ -185,7 +185,7 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
     table_ = CellTable();
     code_name_.clear();
     styled_cols_.clear();
-    tab_selected_ = tab_selected_changed_ = false;
+    tab_selected_ = tab_selected_changed_ = reordered_ = false;
     has_sheet_data_ = sheet_data_self_closing_ = false;
     view_tag_begin_ = view_tag_end_ = 0;
     dirty_ = false;
@@ -492,6 +492,7 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
         }
         for (Row& row : table_.rows) row.dirty = true;
         dirty_ = true;
+        reordered_ = true;
     }
     return {};
 }
@@ -598,6 +599,46 @@ bool needs_preserve(std::string_view s) {
 }
 
 }  // namespace
+
+std::optional<std::uint32_t> WorksheetPart::original_shared_index(const Cell& c) const {
+    if (c.raw_end <= c.raw_begin) return std::nullopt;
+    RawCell raw =
+        scan_raw_cell(std::string_view(source_).substr(c.raw_begin, c.raw_end - c.raw_begin));
+    if (!raw.f_element.empty() || !raw.extra.empty()) return std::nullopt;
+    std::uint32_t style = 0;
+    bool shared = false, plain = true;
+    xml::for_each_attr(raw.attrs, [&](std::string_view n, std::string_view v) {
+        if (n == "s")
+            parse_uint(v, style);
+        else if (n == "t")
+            shared = v == "s";
+        else if (n == "vm" || n == "cm")
+            plain = false;
+        return true;
+    });
+    if (!shared || !plain || style != c.style) return std::nullopt;
+    // The value: the text of the one <v> child.
+    std::string_view text(source_.data() + c.raw_begin, c.raw_end - c.raw_begin);
+    auto v = text.find("v>");
+    if (v == std::string_view::npos) return std::nullopt;
+    auto end = text.find('<', v + 2);
+    if (end == std::string_view::npos) return std::nullopt;
+    std::uint32_t index = 0;
+    if (!parse_uint(text.substr(v + 2, end - v - 2), index)) return std::nullopt;
+    return index;
+}
+
+void WorksheetPart::refresh_dirty() {
+    bool any = false;
+    for (Row& row : table_.rows) {
+        bool d = row.raw_end <= row.raw_begin;  // a new row
+        for (std::uint32_t i = row.first; i < row.last && !d; ++i)
+            d = table_.cells[i].dirty() || table_.cells[i].raw_end <= table_.cells[i].raw_begin;
+        row.dirty = d;
+        any = any || d;
+    }
+    dirty_ = any || tab_selected_changed_ || reordered_;
+}
 
 void WorksheetPart::write_cell(std::int32_t r, const Cell& c, std::string& out) const {
     RawCell raw;

@@ -5,6 +5,7 @@
 // else, unknown attributes and elements included, is copied as it was.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -43,6 +44,13 @@ public:
     // The part's text with the changes.
     std::string serialize() const;
 
+    // The shared-string index a changed cell was read with, when it was a plain shared-string
+    // cell (no formula, no value metadata) with the format it has now; nullopt otherwise.
+    std::optional<std::uint32_t> original_shared_index(const Cell& c) const;
+    // Recomputes which rows (and whether the part) must be written, after cells were put back
+    // to what they were read as.
+    void refresh_dirty();
+
 private:
     void write_row(const Row& row, std::string& out) const;
     void write_cell(std::int32_t r, const Cell& c, std::string& out) const;
@@ -53,6 +61,7 @@ private:
     std::string code_name_;
     bool tab_selected_ = false;
     bool tab_selected_changed_ = false;
+    bool reordered_ = false;  // rows or cells were out of order: all written anew
     std::size_t view_tag_begin_ = 0, view_tag_end_ = 0;  // first <sheetView ...> start tag
     bool has_sheet_data_ = false;
     bool sheet_data_self_closing_ = false;
