@@ -15,12 +15,21 @@ public:
     static constexpr int kLastRowLimit = 32760;
     using Row = std::vector<std::string>;  // up to kColumns cells; missing cells are empty
 
-    // `on_full` is called with the message when a row is added past the limit; it must not
-    // return (the program ends), see run::Host::fatal.
+    // The message of the hard stop.
+    static constexpr const char* kFullMessage =
+        "チェックメッセージが３万行を超えました。\r\nこの後、強制終了します。";
+
+    // `on_full` is called with the message when a row is added past the limit; it is meant not
+    // to return (the program ends), see run::Host::fatal. If it does return, the row is not
+    // added.
     explicit ResultTable(std::function<void(const std::string&)> on_full = {});
+    void set_on_full(std::function<void(const std::string&)> on_full) {
+        on_full_ = std::move(on_full);
+    }
 
     void clear();
-    // Appends an empty row (the hard stop happens here).
+    // Appends an empty row. When the last-row index is already kLastRowLimit, the hard stop
+    // happens here instead.
     void new_row();
     // Cell of the last row.
     void set(int col, std::string text);
@@ -31,6 +40,11 @@ public:
     const std::vector<Row>& rows() const { return rows_; }
     std::vector<Row>& rows() { return rows_; }
     const Row& titles() const { return titles_; }
+    // A cell or title, "" when never set.
+    const std::string& cell(int row, int col) const;
+    const std::string& title(int col) const;
+    // Sets a cell of any row that exists.
+    void set_cell(int row, int col, std::string text);
 
 private:
     std::function<void(const std::string&)> on_full_;

@@ -421,4 +421,18 @@ bool is_digits(std::string_view s) {
     return true;
 }
 
+std::string group_thousands(std::int64_t n) {
+    std::string digits =
+        std::to_string(n < 0 ? -(n + 1) + 1ULL : static_cast<unsigned long long>(n));
+    std::string out;
+    int count = 0;
+    for (auto it = digits.rbegin(); it != digits.rend(); ++it) {
+        if (count > 0 && count % 3 == 0) out.push_back(',');
+        out.push_back(*it);
+        ++count;
+    }
+    if (n < 0) out.push_back('-');
+    return std::string(out.rbegin(), out.rend());
+}
+
 }  // namespace sheaflow::text

@@ -53,5 +53,8 @@ std::vector<std::string> split(std::string_view s, std::string_view sep);
 std::string replace_all(std::string_view s, std::string_view what, std::string_view with);
 // True when every character is an ASCII digit (and there is at least one).
 bool is_digits(std::string_view s);
+// A whole number with thousands separators, as the format "###,##0" shows it: 1234567 gives
+// "1,234,567", -1000 gives "-1,000".
+std::string group_thousands(std::int64_t n);
 
 }  // namespace sheaflow::text

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <fstream>
 
-#include "cli/temp_dir.h"
+#include "shell/temp_dir.h"
 #include "shell/catalogue.h"
 #include "util/file.h"
 #include "util/text.h"
