@@ -8,6 +8,7 @@
 
 #include "ops/cell/cell_text.h"
 #include "ops/registry.h"
+#include "report/record_store.h"
 #include "report/result_table.h"
 #include "run/driver.h"
 #include "run/session.h"
@@ -24,8 +25,8 @@ namespace {
 const std::string kFixture = std::string(SHEAFLOW_TEST_DATA_DIR) + "/cell_text.xlsx";
 
 report::RecordStore& unused_store() {
-    alignas(std::max_align_t) static char storage[256];
-    return *reinterpret_cast<report::RecordStore*>(storage);
+    static report::RecordStore records;
+    return records;
 }
 
 // The declared pane of an operation at its defaults, with `values` set; an undeclared key fails.

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "ops/registry.h"
+#include "report/record_store.h"
 #include "report/result_table.h"
 #include "run/driver.h"
 #include "run/session.h"
@@ -27,8 +28,8 @@ using sheaflow::testing::ScriptedHost;
 namespace {
 
 report::RecordStore& unused_store() {
-    alignas(std::max_align_t) static char storage[256];
-    return *reinterpret_cast<report::RecordStore*>(storage);
+    static report::RecordStore records;
+    return records;
 }
 
 // A pane of the four operations with its fields in a fixed order.
@@ -278,10 +279,10 @@ TEST_F(CellTextTest, all_sheets_search_lists_every_sheet_under_one_heading) {
     EXPECT_EQ(column(0),
               (std::vector<std::string>{"すべてのシートで文字列検索", "検索文字=abc", "", "一.xlsx",
                                         "", "", "", "", "", "", "", "", "", "二.xlsx", "", ""}));
-    EXPECT_EQ(column(1), (std::vector<std::string>{
-                             "", "", "", "", "売上(Sheet1)", "", "", "", "", "在庫(在庫)", "",
-                             "壊れ(壊れ)シートが参照できません。", "傷(傷)シートが参照できません。",
-                             "", "在庫(在庫)", ""}));
+    EXPECT_EQ(column(1),
+              (std::vector<std::string>{"", "", "", "", "売上(Sheet1)", "", "", "", "",
+                                        "在庫(在庫)", "", "壊れ(壊れ)シートが参照できません。",
+                                        "傷(傷)シートが参照できません。", "", "在庫(在庫)", ""}));
     EXPECT_EQ(column(2), (std::vector<std::string>{"", "", "", "", "", "B2", "C3", "D4", "A1", "",
                                                    "C2", "", "", "", "", "C2"}));
     EXPECT_EQ(column(3)[7], "ABC");

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "ops/registry.h"
+#include "report/record_store.h"
 #include "report/result_table.h"
 #include "run/locks.h"
 #include "run/session.h"
@@ -106,10 +107,9 @@ protected:
         return run::run_batch(req, host_, table_, store(),
                               [this] { return std::make_unique<FakeApplication>(world_); });
     }
-    // The driver hands the record store through to the operations; these tests do not use it.
     static report::RecordStore& store() {
-        alignas(std::max_align_t) static char storage[256];
-        return *reinterpret_cast<report::RecordStore*>(storage);
+        static report::RecordStore records;
+        return records;
     }
 
     fs::path dir_;
