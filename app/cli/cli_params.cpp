@@ -35,6 +35,7 @@ int cmd_params(const Args& in) {
         out += f.key + "\t" + f.caption + "\t" +
                (i < values.values.size() ? values.values[i] : f.default_value) + "\n";
     }
+    if (owner.fields.empty()) error_line("この処理には設定項目がありません。");
     std::fwrite(out.data(), 1, out.size(), stdout);
     return 0;
 }

@@ -91,6 +91,14 @@ TEST(CliParams, PrintsTheFieldsWithValuesFromTheFiles) {
     EXPECT_EQ(lines(opt.out).back(), "look_in\t検索対象\tformulas");
 }
 
+TEST(CliParams, OperationWithoutFieldsSaysSo) {
+    testing::TempDir dir;
+    Outcome r = run({"params", "シート", "シート名順でソート", "--param-dir", dir.path()});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_TRUE(r.out.empty());
+    EXPECT_NE(r.err.find("設定項目がありません"), std::string::npos);
+}
+
 TEST(CliParams, UnknownOperationOrCategoryIsExitCodeTwo) {
     testing::TempDir dir;
     Outcome r = run({"params", "セル", "文字列変換", "--param-dir", dir.path()});
