@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <fstream>
 
-#include "shell/temp_dir.h"
 #include "shell/catalogue.h"
+#include "shell/temp_dir.h"
 #include "util/file.h"
 #include "util/text.h"
 
