@@ -80,9 +80,10 @@ inline bool office_available() {
 }
 
 // Runs tests/data/lo_dump.py over the files (one LibreOffice for all). Files that LibreOffice
-// could not open are missing from the answer.
-inline OfficeDump office_dump(const std::vector<std::string>& files) {
+// could not open are missing from the answer; with `sheets_only` the sheets have no cells.
+inline OfficeDump office_dump(const std::vector<std::string>& files, bool sheets_only = false) {
     std::string cmd = "/usr/bin/python3 '" + std::string(SHEAFLOW_TEST_DATA_DIR) + "/lo_dump.py'";
+    if (sheets_only) cmd += " --sheets-only";
     for (const std::string& f : files) cmd += " '" + f + "'";
     cmd += " 2>/dev/null";
     OfficeDump dump;

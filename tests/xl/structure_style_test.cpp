@@ -69,6 +69,32 @@ TEST(StyleMerge, DestinationWithoutStylesGetsAWholeTable) {
     EXPECT_STREQ(list(out, "numFmts").first_child().attribute("numFmtId").value(), "164");
 }
 
+TEST(StyleMerge, BuiltInNumbersThatTheSourceRedefinesKeepTheirCode) {
+    // Some programs write a format under a built-in number (59 here is not "m/d" in the
+    // application's table); the destination must get the code, not the number.
+    const char* source =
+        R"(<styleSheet xmlns="http://schemas.openxmlformats.org/spreadsheetml/2006/main">)"
+        R"(<numFmts count="2"><numFmt numFmtId="0" formatCode="General"/>)"
+        R"(<numFmt numFmtId="59" formatCode="m/d"/></numFmts><fonts count="1"><font/></fonts>)"
+        R"(<fills count="1"><fill/></fills><borders count="1"><border/></borders>)"
+        R"(<cellXfs count="2"><xf numFmtId="0" fontId="0" fillId="0" borderId="0"/>)"
+        R"(<xf numFmtId="59" fontId="0" fillId="0" borderId="0"/></cellXfs></styleSheet>)";
+    StyleMerge m;
+    ASSERT_TRUE(m.load(source, kDestination).has_value());
+    std::uint32_t dated = m.cell_format(1);
+    std::uint32_t general = m.cell_format(0);
+    pugi::xml_document out;
+    ASSERT_TRUE(out.load_string(m.destination_xml().c_str()));
+    pugi::xml_node xf = list(out, "x:cellXfs").first_child();
+    for (std::uint32_t i = 0; i < dated; ++i) xf = xf.next_sibling();
+    EXPECT_STREQ(xf.attribute("numFmtId").value(), "171");
+    EXPECT_STREQ(list(out, "x:numFmts").last_child().attribute("formatCode").value(), "m/d");
+    // "General" under its own number stays number 0.
+    xf = list(out, "x:cellXfs").first_child();
+    for (std::uint32_t i = 0; i < general; ++i) xf = xf.next_sibling();
+    EXPECT_STREQ(xf.attribute("numFmtId").value(), "0");
+}
+
 TEST(StyleMerge, RefusesBrokenParts) {
     StyleMerge m;
     EXPECT_FALSE(m.load("<styleSheet>", kDestination).has_value());

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <map>
 #include <set>
 
 #include "util/text.h"
 #include "xl/native/formula_refs.h"
+#include "xl/native/numfmt.h"
 #include "xl/native/sheet_names.h"
 #include "xl/native/structure_support.h"
 #include "xl/native/style_merge.h"
@@ -318,12 +320,41 @@ private:
     int count_ = 0;
 };
 
+// True when a number format shows a calendar date (a year, month or day, or an era), not only
+// a time of day or a duration.
+bool has_date_part(std::string_view code) {
+    if (!numfmt::is_date_code(code)) return false;
+    bool month_or_minute = false, time = false;
+    for (std::size_t i = 0; i < code.size(); ++i) {
+        char c = static_cast<char>(std::tolower(static_cast<unsigned char>(code[i])));
+        if (code[i] == '"') {
+            std::size_t close = code.find('"', i + 1);
+            if (close == std::string_view::npos) break;
+            i = close;
+        } else if (code[i] == '\\' || code[i] == '_' || code[i] == '*') {
+            ++i;
+        } else if (code[i] == '[') {
+            std::size_t close = code.find(']', i + 1);
+            if (close == std::string_view::npos) break;
+            i = close;
+        } else if (c == 'y' || c == 'd' || c == 'e' || c == 'g') {
+            return true;
+        } else if (c == 'm') {
+            month_or_minute = true;
+        } else if (c == 'h' || c == 's') {
+            time = true;
+        }
+    }
+    return month_or_minute && !time;
+}
+
 // Cell formats and strings of a sheet copied into another workbook: every style index goes
 // through the style merge, shared strings are interned in the destination's table (entries
 // with runs become inline strings, which keep their runs), and cell metadata indexes, which
 // belong to the source workbook, are dropped.
 std::string restyle_sheet(std::string_view x, StyleMerge& styles, const std::vector<SstItem>& sst,
-                          const std::string& sst_prefix, SharedStrings& dest_sst) {
+                          const std::string& sst_prefix, SharedStrings& dest_sst,
+                          const std::function<double(std::uint32_t)>& date_shift) {
     std::string out;
     out.reserve(x.size() + x.size() / 16);
     std::size_t copied = 0;
@@ -359,15 +390,21 @@ std::string restyle_sheet(std::string_view x, StyleMerge& styles, const std::vec
         }
         if (local != "c") continue;
         std::string attrs(t.attrs);
+        std::uint32_t src_xf = 0;
+        if (auto raw = xml::find_attr(attrs, "s"))
+            src_xf =
+                static_cast<std::uint32_t>(std::strtoul(std::string(*raw).c_str(), nullptr, 10));
         map_attr(attrs, "s", false);
         if (xml::find_attr(attrs, "cm")) attrs = xml::set_attr(attrs, "cm", std::nullopt);
         if (xml::find_attr(attrs, "vm")) attrs = xml::set_attr(attrs, "vm", std::nullopt);
         auto type = xml::find_attr(attrs, "t");
-        if (!type || *type != "s" || t.self_closing) {
+        const bool shared = type && *type == "s";
+        const double shift = !type || *type == "n" ? date_shift(src_xf) : 0.0;
+        if (t.self_closing || (!shared && shift == 0.0)) {
             replace_attrs(t, attrs);
             continue;
         }
-        // A shared string cell: find its <v> and the end of the cell.
+        // Find the cell's <v> and its end.
         xml::Scanner inner(x, t.end);
         std::size_t v_begin = 0, v_text_begin = 0, v_text_end = 0, v_end = 0, c_end = 0;
         std::string value;
@@ -392,6 +429,22 @@ std::string restyle_sheet(std::string_view x, StyleMerge& styles, const std::vec
                 --depth;
                 if (depth == 0 && xml::local_name(u.name) == "v") v_end = u.end;
             }
+        }
+        if (!shared) {
+            // A date of a workbook with the other date system: the same day in this one.
+            if (!v_begin || !v_end || !c_end || value.empty()) {
+                replace_attrs(t, attrs);
+                continue;
+            }
+            replace_attrs(t, attrs);
+            out.append(x.substr(copied, v_text_begin - copied));
+            char buf[64];
+            double moved = std::strtod(value.c_str(), nullptr) + shift;
+            auto res = std::to_chars(buf, buf + sizeof buf, moved);
+            out.append(buf, res.ptr);
+            copied = v_text_end;
+            sc = xml::Scanner(x, c_end);
+            continue;
         }
         std::size_t index = static_cast<std::size_t>(std::strtoul(value.c_str(), nullptr, 10));
         if (!v_begin || !v_end || !c_end || index >= sst.size()) {
@@ -724,7 +777,16 @@ Result<Worksheet*> SheetCopy::run() {
             FormulaEdit element = [this](std::string_view f) { return edit_formula(f); };
             FormulaEdit attribute = [this](std::string_view f) { return edit_reference(f); };
             if (auto edited = rewrite_part_formulas(x, element, attribute)) x = std::move(*edited);
-            if (!same_) x = restyle_sheet(x, styles, sst, sst_prefix, db_.shared_strings());
+            if (!same_) {
+                const bool src_1904 = sb_.date1904();
+                const Styles& src_styles = sb_.styles();
+                auto date_shift = [&](std::uint32_t xf) {
+                    if (src_1904 == db_.date1904()) return 0.0;
+                    if (!has_date_part(src_styles.format_code(xf))) return 0.0;
+                    return src_1904 ? 1462.0 : -1462.0;
+                };
+                x = restyle_sheet(x, styles, sst, sst_prefix, db_.shared_strings(), date_shift);
+            }
         } else {
             x = transform(part, type, std::move(*bytes));
         }

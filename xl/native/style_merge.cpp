@@ -4,6 +4,8 @@
 #include <sstream>
 #include <vector>
 
+#include "xl/native/numfmt.h"
+
 namespace sheaflow::xl::native {
 namespace {
 
@@ -168,25 +170,33 @@ std::uint32_t StyleMerge::map_child(const char* list, std::uint32_t i) {
 }
 
 std::uint32_t StyleMerge::map_num_fmt(std::uint32_t id) {
-    if (id < 164) return id;  // built-in formats have the same number everywhere
     auto key = std::make_pair(std::string("numFmts"), id);
     if (auto it = done_.find(key); it != done_.end()) return it->second;
     std::string code;
+    bool defined = false;
     for (pugi::xml_node n = child(src_.document_element(), "numFmts").first_child(); n;
          n = n.next_sibling())
-        if (n.type() == pugi::node_element && n.attribute("numFmtId").as_uint() == id)
+        if (n.type() == pugi::node_element && n.attribute("numFmtId").as_uint() == id) {
             code = n.attribute("formatCode").value();
-    std::uint32_t mapped = 0;
-    if (!code.empty()) {
+            defined = true;
+        }
+    // A built-in format has the same number everywhere; a format the source writes out (custom
+    // ones, and built-in numbers some programs redefine) is looked up by its code.
+    std::uint32_t mapped = id;
+    if (defined && !(id < 164 && code == numfmt::builtin_code(static_cast<int>(id)))) {
         pugi::xml_node list = dest_list("numFmts");
         std::uint32_t largest = 163;
+        bool found = false;
         for (pugi::xml_node n = list.first_child(); n; n = n.next_sibling()) {
             if (n.type() != pugi::node_element) continue;
             std::uint32_t dst_id = n.attribute("numFmtId").as_uint();
-            if (code == n.attribute("formatCode").value()) mapped = dst_id;
+            if (!found && code == n.attribute("formatCode").value()) {
+                mapped = dst_id;
+                found = true;
+            }
             largest = std::max(largest, dst_id);
         }
-        if (mapped == 0) {
+        if (!found) {
             mapped = largest + 1;
             pugi::xml_node n = list.append_child((ns_prefix_ + "numFmt").c_str());
             n.append_attribute("numFmtId").set_value(mapped);
