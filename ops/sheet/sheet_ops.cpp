@@ -407,6 +407,8 @@ std::span<const Procedures> sheet_procedures() {
         {"シート", "移動", Check_シート_移動, Excel_シート_移動, nullptr, nullptr, nullptr, true},
         {"シート", "シート名順でソート", Check_シート_シート名順でソート,
          Excel_シート_シート名順でソート, nullptr, nullptr, nullptr, true},
+        {"シート", "シート名一覧", Check_シート_シート名一覧, Excel_シート_シート名一覧,
+         Excel_シート_シート名一覧_First, Excel_シート_シート名一覧_Final, nullptr, false},
     };
     return table;
 }

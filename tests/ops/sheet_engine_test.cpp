@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "ops/registry.h"
+#include "report/record_store.h"
 #include "report/result_table.h"
 #include "run/driver.h"
 #include "shell/catalogue.h"
@@ -15,10 +16,6 @@
 #include "xl/xl.h"
 
 namespace fs = std::filesystem;
-
-namespace sheaflow::report {
-class RecordStore;
-}
 
 namespace sheaflow::test {
 namespace {
@@ -80,7 +77,7 @@ protected:
         req.name = name;
         req.params = params_.get();
         req.files = &files_;
-        return run::run_batch(req, host_, table_, store(),
+        return run::run_batch(req, host_, table_, store_,
                               [] { return xl::native::create_application(); });
     }
 
@@ -101,15 +98,11 @@ protected:
         return ws ? ws->cell_formula(c) : "(no sheet)";
     }
 
-    static report::RecordStore& store() {
-        alignas(std::max_align_t) static char storage[256];
-        return *reinterpret_cast<report::RecordStore*>(storage);
-    }
-
     fs::path dir_;
     std::vector<run::TargetFile> files_;
     testing::ScriptedHost host_;
     report::ResultTable table_;
+    report::RecordStore store_;
     shell::PaneValues pane_;
     std::unique_ptr<shell::Params> params_;
 };
@@ -173,6 +166,40 @@ TEST_F(SheetEngineTest, InsertCopiesAndDeleteChosenSheets) {
     EXPECT_EQ(names_of("m.xlsx"), (Names{"売上", "集計"}));
     ASSERT_EQ(run("選択したシート以外、削除", {{"sheets", "売上\t集計"}}).failed_files, 0);
     EXPECT_EQ(names_of("m.xlsx"), (Names{"売上", "集計"}));
+}
+
+TEST_F(SheetEngineTest, SheetNameListByFileAndBySheet) {
+    add_made("b.xlsx", {"売上", "My Sheet*"});  // the sheet added last is the front-most one
+    add_fixture("a.xlsx");
+    ASSERT_TRUE(run("シート名一覧", {{"sort", "file"}}).checked);
+    using Row = report::ResultTable::Row;
+    auto row = [&](int i) {
+        Row r = table_.rows()[static_cast<std::size_t>(i)];
+        r.resize(4);
+        return r;
+    };
+    ASSERT_EQ(table_.rows().size(), 7u);  // 4 + separator + 2
+    EXPECT_EQ(table_.titles()[0], "ファイル名");
+    EXPECT_EQ(row(0), (Row{"a.xlsx", " ", "Sheet1", "Data"}));
+    EXPECT_EQ(row(2), (Row{"a.xlsx", "＊", "Sheet3", "Summary"}));
+    EXPECT_EQ(row(1), (Row{"a.xlsx", " ", "Sheet2", "「My Sheet」"}));
+    EXPECT_EQ(row(4), (Row{"", "", "", ""}));
+    EXPECT_EQ(row(6)[0], "b.xlsx");
+    EXPECT_EQ(row(6)[1], "＊");
+    EXPECT_EQ(row(6)[3], "「My Sheet」");
+
+    table_.clear();
+    ASSERT_TRUE(run("シート名一覧", {{"sort", "sheet"}}).checked);
+    EXPECT_EQ(table_.titles()[0], "シート名");
+    // Data, Hidden, then the two files' "My Sheet" as one group (shown as named), Summary, 売上.
+    ASSERT_EQ(table_.rows().size(), 10u);
+    EXPECT_EQ(row(2)[0], "Hidden");
+    EXPECT_EQ(row(4)[0], "My Sheet");
+    EXPECT_EQ(row(5)[0], "My Sheet");
+    EXPECT_NE(row(4)[3], row(5)[3]);
+    EXPECT_EQ(row(9)[0], "売上");
+    // Listing opens the files read-only: nothing was saved.
+    EXPECT_EQ(names_of("a.xlsx"), (Names{"Data", "My Sheet", "Summary", "Hidden"}));
 }
 
 }  // namespace

@@ -142,6 +142,7 @@ TEST(SheetPaneChecks, FirstComplaintInOrder) {
         {"シート名をファイル名の一部から引用",
          {{"target", "active"}, {"part", "before"}, {"delimiter", ""}},
          "区切り文字を入力してください。"},
+        {"シート名一覧", {{"sort", ""}}, "並び順を設定してください。"},
     };
     for (const Case& c : cases) {
         const shell::OperationDecl& decl = sheet_decl(c.op);
@@ -371,6 +372,11 @@ TEST(SheetProcedures, EveryOperationIsDispatched) {
         EXPECT_TRUE(p->updates);
     }
     EXPECT_NE(ops::find_procedures("すべてのシート_シート", "シート名変更"), nullptr);
+    const ops::Procedures* list = ops::find_procedures("シート", "シート名一覧");
+    ASSERT_NE(list, nullptr);
+    EXPECT_FALSE(list->updates);  // a list opens its files read-only
+    EXPECT_NE(list->first, nullptr);
+    EXPECT_NE(list->final, nullptr);
 }
 
 }  // namespace
