@@ -224,6 +224,8 @@ Result<void> Sheet::move(Worksheet* before, Worksheet* after) {
 Result<Worksheet*> Sheet::copy(Worksheet* before, Worksheet* after) {
     if (before && after) return refused("Before と After は同時に指定できません。");
     if (!has_cells()) return refused("ワークシート以外のシートはコピーできません。");
+    // A sheet whose part cannot be read is not copied: the copy would carry the damage along.
+    if (auto r = check(); !r) return r.error();
     Worksheet* anchor = before ? before : after;
     if (!anchor) {
         // Copy with no position: a new workbook that holds the copy alone.
