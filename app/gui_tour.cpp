@@ -1,0 +1,201 @@
+// sheaflow-gui-tour: drives the desktop program through a replace and a search over a few sample
+// workbooks and saves screenshots of the main window, the first-file confirmation, the
+// completion message, the error text and the result window. scripts/screenshots runs it under
+// Xvfb.
+#include <QApplication>
+#include <QComboBox>
+#include <QCommandLineParser>
+#include <QDialog>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QScreen>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QWindow>
+#include <cstdio>
+
+#include "gui/first_file_dialog.h"
+#include "gui/main_window.h"
+#include "gui/operation_pane.h"
+#include "gui/qt_text.h"
+#include "gui/result_window.h"
+#include "xl/native/engine.h"
+
+namespace {
+
+using sheaflow::gui::qs;
+using sheaflow::gui::ss;
+
+QString g_out;
+int g_failures = 0;
+
+void settle(int ms = 250) {
+    QElapsedTimer t;
+    t.start();
+    while (t.elapsed() < ms) QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+}
+
+// What the X server shows inside the widget's frame; a rendering of the widget itself on a
+// platform without a screen to read.
+void shoot(QWidget* w, const QString& name) {
+    settle();
+    QPixmap pixmap;
+    if (QGuiApplication::platformName() == QStringLiteral("xcb")) {
+        const QRect r = w->frameGeometry();
+        pixmap = w->screen()->grabWindow(0, r.x(), r.y(), r.width(), r.height());
+    } else {
+        pixmap = w->grab();
+    }
+    const QString path = g_out + u'/' + name;
+    if (!pixmap.save(path)) {
+        std::fprintf(stderr, "cannot save %s\n", qPrintable(path));
+        ++g_failures;
+        return;
+    }
+    std::printf("%s\n", qPrintable(path));
+}
+
+bool choose(QListWidget* list, const QString& text) {
+    for (int i = 0; i < list->count(); ++i)
+        if (list->item(i)->text() == text) {
+            list->setCurrentRow(i);
+            return true;
+        }
+    std::fprintf(stderr, "not listed: %s\n", qPrintable(text));
+    ++g_failures;
+    return false;
+}
+
+void setText(sheaflow::gui::OperationPane* pane, const char* key, const QString& text) {
+    QWidget* e = pane ? pane->editor(key) : nullptr;
+    if (auto* line = qobject_cast<QLineEdit*>(e)) line->setText(text);
+    if (auto* combo = qobject_cast<QComboBox*>(e)) combo->setEditText(text);
+}
+
+// Sample workbooks: a few branches with 東京 in some cells, and one damaged file that shows a
+// run error line.
+bool makeBooks(const QString& folder) {
+    QDir().mkpath(folder);
+    const char* branches[][3] = {{"東京本店", "大阪支店", "名古屋支店"},
+                                 {"札幌支店", "東京駅前店", "福岡支店"},
+                                 {"横浜支店", "京都支店", "東京湾岸店"}};
+    for (int b = 0; b < 3; ++b) {
+        auto app = sheaflow::xl::native::create_application();
+        if (!app) return false;
+        auto book = app->workbooks().add();
+        if (!book) return false;
+        sheaflow::xl::Worksheet* sheet = (*book)->active_sheet();
+        (void)sheet->set_cell_value({1, 1}, std::string("支店"));
+        (void)sheet->set_cell_value({1, 2}, std::string("売上（千円）"));
+        (void)sheet->set_cell_value({1, 3}, std::string("備考"));
+        for (int r = 0; r < 3; ++r) {
+            (void)sheet->set_cell_value({r + 2, 1}, std::string(branches[b][r]));
+            (void)sheet->set_cell_value({r + 2, 2}, 1200.0 + 350 * r + 90 * b);
+            (void)sheet->set_cell_value({r + 2, 3}, std::string(r == 0 ? "東京へ移転予定" : ""));
+        }
+        const QString path = folder + QStringLiteral("/売上_%1月.xlsx").arg(b + 4);
+        if (!(*book)->save_as(ss(path), sheaflow::xl::xlOpenXMLWorkbook)) return false;
+        (*book)->close();
+    }
+    QFile broken(folder + QStringLiteral("/売上_9月（破損）.xlsx"));
+    if (!broken.open(QIODevice::WriteOnly)) return false;
+    broken.write("this is not a workbook");
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QApplication::setHighDpiScaleFactorRoundingPolicy(
+        Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("sheaflow"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Sheaflow"));
+    QCommandLineParser parser;
+    const QCommandLineOption out({QStringLiteral("out")}, QStringLiteral("screenshot folder"),
+                                 QStringLiteral("folder"), QStringLiteral("screenshots"));
+    parser.addOption(out);
+    parser.addHelpOption();
+    parser.process(app);
+    g_out = parser.value(out);
+    QDir().mkpath(g_out);
+
+    QTemporaryDir work;
+    const QString books = work.path() + QStringLiteral("/対象ブック");
+    const QString params = work.path() + QStringLiteral("/Temp");
+    QDir().mkpath(params);
+    if (!makeBooks(books)) {
+        std::fprintf(stderr, "cannot make the sample workbooks\n");
+        return 1;
+    }
+
+    sheaflow::gui::MainWindow w(ss(params),
+                                [] { return sheaflow::xl::native::create_application(); });
+    w.move(0, 0);
+    w.resize(1280, 800);
+    w.show();
+    settle(500);
+    w.setFolder(books);
+
+    auto* categories = w.findChild<QListWidget*>("List1_0");
+    auto* operations = w.findChild<QListWidget*>("List1_1");
+    choose(categories, QStringLiteral("セル"));
+    choose(operations, QStringLiteral("文字列置換"));
+    setText(w.pane(), "search", QStringLiteral("東京"));
+    setText(w.pane(), "replace", QStringLiteral("とうきょう"));
+    w.checkProcess();
+    shoot(&w, QStringLiteral("1-main-replace.png"));
+
+    // The dialogs of the run are answered here, each photographed the first time it shows.
+    bool confirm_shot = false;
+    bool message_shot = false;
+    QTimer answer;
+    QObject::connect(&answer, &QTimer::timeout, [&] {
+        QWidget* modal = QApplication::activeModalWidget();
+        if (!modal || !modal->isVisible()) return;
+        answer.stop();
+        if (auto* first = qobject_cast<sheaflow::gui::FirstFileDialog*>(modal)) {
+            if (!confirm_shot) shoot(first, QStringLiteral("2-confirm.png"));
+            confirm_shot = true;
+            first->okButton()->click();
+        } else if (auto* box = qobject_cast<QMessageBox*>(modal)) {
+            if (!message_shot) shoot(box, QStringLiteral("3-completion.png"));
+            message_shot = true;
+            box->button(QMessageBox::Ok)->click();
+        } else if (auto* dialog = qobject_cast<QDialog*>(modal)) {
+            dialog->reject();
+        }
+        answer.start();
+    });
+    answer.start(100);
+
+    w.runOperation();
+    settle(300);
+    if (QWidget* errors = w.findChild<QWidget*>("Frm_Error_Text"); errors && errors->isVisible()) {
+        errors->move(120, 120);
+        shoot(errors, QStringLiteral("4-errors.png"));
+        errors->close();
+    }
+
+    choose(operations, QStringLiteral("文字列検索"));
+    setText(w.pane(), "search", QStringLiteral("とうきょう"));
+    w.checkProcess();
+    w.runOperation();
+    settle(300);
+    if (QWidget* errors = w.findChild<QWidget*>("Frm_Error_Text")) errors->close();
+    if (sheaflow::gui::ResultWindow* result = w.resultWindow()) {
+        result->move(60, 40);
+        result->resize(1100, 680);
+        shoot(result, QStringLiteral("5-result.png"));
+    } else {
+        std::fprintf(stderr, "the search showed no result window\n");
+        ++g_failures;
+    }
+    answer.stop();
+    return g_failures == 0 ? 0 : 1;
+}

@@ -1,0 +1,246 @@
+#include "gui/result_window.h"
+
+#include <QApplication>
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QFileDialog>
+#include <QFontDatabase>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPrintDialog>
+#include <QPrinter>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTextDocument>
+#include <QVBoxLayout>
+
+#include "gui/gui_host.h"
+#include "gui/qt_text.h"
+#include "xl/xl.h"
+
+namespace sheaflow::gui {
+
+namespace {
+
+// A font in which a full-width character is exactly two half-width ones, so that the
+// fixed-width rendering lines up; IPA Gothic is such a font and carries the Japanese glyphs.
+QFont fixedFont() {
+    for (const QString& family : {QStringLiteral("IPAGothic"), QStringLiteral("IPAゴシック"),
+                                  QStringLiteral("Noto Sans Mono CJK JP")}) {
+        if (QFontDatabase::hasFamily(family)) return QFont(family);
+    }
+    QFont f = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    f.setStyleHint(QFont::Monospace);
+    return f;
+}
+
+void say(QWidget* parent, const QString& text) {
+    QMessageBox box(QMessageBox::NoIcon, QApplication::applicationDisplayName(), text,
+                    QMessageBox::Ok, parent);
+    box.setObjectName("Msgbox_Process");
+    box.exec();
+}
+
+}  // namespace
+
+ResultWindow::ResultWindow(run::ApplicationFactory make_application, QWidget* parent)
+    : QWidget(parent, Qt::Window), make_application_(std::move(make_application)) {
+    setObjectName("Check_F");
+    setWindowTitle(QStringLiteral("結果一覧"));
+
+    caption_ = new QLabel(this);
+    caption_->setObjectName("Lbl_Caption");
+
+    page_box_ = new QComboBox(this);
+    page_box_->setObjectName("Cmb_File");
+    page_box_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+
+    auto* formats = new QGroupBox(QStringLiteral("表示形式"), this);
+    auto* format_layout = new QHBoxLayout(formats);
+    opt_csv_ = new QRadioButton(QStringLiteral("ＣＳＶ"), formats);
+    opt_fixed_ = new QRadioButton(QStringLiteral("固定長"), formats);
+    opt_tab_ = new QRadioButton(QStringLiteral("タブ区切り"), formats);
+    opt_csv_->setObjectName("Opt_CSV");
+    opt_fixed_->setObjectName("Opt_Kotei");
+    opt_tab_->setObjectName("Opt_Tab");
+    opt_fixed_->setChecked(true);
+    auto* group = new QButtonGroup(formats);
+    for (QRadioButton* r : {opt_csv_, opt_fixed_, opt_tab_}) {
+        group->addButton(r);
+        format_layout->addWidget(r);
+        connect(r, &QRadioButton::toggled, this, [this](bool on) {
+            if (on) render();
+        });
+    }
+
+    suppress_ = new QCheckBox(QStringLiteral("１列目の繰り返しを表示しない"), this);
+    suppress_->setObjectName("Che_Hyoji0");
+    suppress_->setChecked(true);
+    connect(suppress_, &QCheckBox::toggled, this, [this] {
+        rebuildPages();
+        render();
+    });
+
+    display_ = new QPlainTextEdit(this);
+    display_->setObjectName("Txt_Display");
+    display_->setReadOnly(true);
+    display_->setLineWrapMode(QPlainTextEdit::NoWrap);
+    display_->setFont(fixedFont());
+
+    count_ = new QLabel(this);
+    count_->setObjectName("Lbl_Kensu");
+
+    auto* copy = new QPushButton(QStringLiteral("コピー"), this);
+    auto* print_button = new QPushButton(QStringLiteral("印刷…"), this);
+    auto* save = new QPushButton(QStringLiteral("ブックに保存…"), this);
+    auto* close_button = new QPushButton(QStringLiteral("閉じる"), this);
+    copy->setObjectName("Cmd_Copy");
+    print_button->setObjectName("Cmd_Print");
+    save->setObjectName("Cmd_Gazou");
+    close_button->setObjectName("Cmd_Close");
+    connect(copy, &QPushButton::clicked, this, &ResultWindow::copyToClipboard);
+    connect(print_button, &QPushButton::clicked, this, &ResultWindow::print);
+    connect(save, &QPushButton::clicked, this, &ResultWindow::saveAsWorkbook);
+    connect(close_button, &QPushButton::clicked, this, &QWidget::close);
+    connect(page_box_, &QComboBox::currentIndexChanged, this, [this] { render(); });
+
+    auto* top = new QHBoxLayout;
+    top->addWidget(new QLabel(QStringLiteral("表示範囲"), this));
+    top->addWidget(page_box_);
+    top->addWidget(formats);
+    top->addWidget(suppress_);
+    top->addStretch();
+
+    auto* bottom = new QHBoxLayout;
+    bottom->addWidget(count_);
+    bottom->addStretch();
+    for (QPushButton* b : {copy, print_button, save, close_button}) bottom->addWidget(b);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(caption_);
+    layout->addLayout(top);
+    layout->addWidget(display_, 1);
+    layout->addLayout(bottom);
+    resize(1000, 640);
+}
+
+void ResultWindow::setTable(const report::ResultTable& table, const QString& caption) {
+    table_ = table;
+    caption_->setText(caption);
+    setWindowTitle(QStringLiteral("結果一覧 - ") + caption);
+    rebuildPages();
+    render();
+}
+
+ResultWindow::Format ResultWindow::format() const {
+    if (opt_csv_->isChecked()) return Format::Csv;
+    if (opt_tab_->isChecked()) return Format::Tab;
+    return Format::Fixed;
+}
+
+void ResultWindow::rebuildPages() {
+    shown_ = table_;
+    if (suppress_->isChecked()) report::Check_Hyoji0_Indication(shown_);
+    pages_ = report::Index_Hensyu(shown_);
+    const QSignalBlocker block(page_box_);
+    const int keep = page_box_->currentIndex();
+    page_box_->clear();
+    for (const report::Page& p : pages_) page_box_->addItem(qs(p.text));
+    page_box_->setCurrentIndex(keep >= 0 && keep < page_box_->count() ? keep : 0);
+    page_box_->setEnabled(!pages_.empty());
+    count_->setText(QStringLiteral("%1 行").arg(shown_.last_row() + 1));
+}
+
+void ResultWindow::render() {
+    const int index = page_box_->currentIndex();
+    if (pages_.empty() || index < 0) {
+        display_->clear();
+        return;
+    }
+    const report::Page& page = pages_[static_cast<std::size_t>(index)];
+    std::string text;
+    switch (format()) {
+        case Format::Csv: text = report::Display_CSV_X(shown_, page, "\n"); break;
+        case Format::Fixed: text = report::Display_Kotei_X(shown_, page, "\n"); break;
+        case Format::Tab: text = report::Display_Tab_X(shown_, page, "\n"); break;
+    }
+    display_->setPlainText(qs(text));
+}
+
+QString ResultWindow::displayText() const { return display_->toPlainText(); }
+
+void ResultWindow::copyToClipboard() {
+    const QString text = displayText();
+    if (text.isEmpty()) {
+        say(this, QStringLiteral("コピーする領域がありません。"));
+        return;
+    }
+    QApplication::clipboard()->setText(text);
+    say(this, QStringLiteral("メモリーにコピーしました。"));
+}
+
+void ResultWindow::print() {
+    const QString text = displayText();
+    if (text.isEmpty()) return;
+    QPrinter printer(QPrinter::HighResolution);
+    printer.setDocName(windowTitle());
+    QPrintDialog dialog(&printer, this);
+    dialog.setWindowTitle(QStringLiteral("印刷"));
+    if (dialog.exec() != QDialog::Accepted) return;
+    QTextDocument doc;
+    doc.setDefaultFont(fixedFont());
+    doc.setPlainText(text);
+    doc.print(&printer);
+}
+
+void ResultWindow::saveAsWorkbook() {
+    if (table_.empty()) {
+        say(this, QStringLiteral("保存する一覧がありません。"));
+        return;
+    }
+    QString path = QFileDialog::getSaveFileName(this, QStringLiteral("ブックに保存"), QString(),
+                                                QStringLiteral("Excel ブック (*.xlsx)"));
+    if (path.isEmpty()) return;
+    if (!path.endsWith(QStringLiteral(".xlsx"), Qt::CaseInsensitive)) path += QStringLiteral(".xlsx");
+    say(this, saveTable(path));
+}
+
+QString ResultWindow::saveTable(const QString& path) {
+    if (!make_application_) return QStringLiteral("ブックを作成できません。");
+    std::unique_ptr<xl::Application> app = make_application_();
+    if (!app) return QStringLiteral("ブックを作成できません。");
+    Result<xl::Workbook*> added = app->workbooks().add();
+    if (!added) return messageText(added.error().message);
+    xl::Workbook* book = *added;
+    xl::Worksheet* sheet = book->active_sheet();
+    // Titles first when the list has any, then the rows as the window shows them.
+    const int columns = report::Check_Hyoji_Max(shown_);
+    std::int32_t row = 1;
+    bool titled = false;
+    for (const std::string& t : shown_.titles()) titled = titled || !t.empty();
+    std::string failure;
+    auto put = [&](const report::ResultTable::Row& cells) {
+        for (int c = 0; c < columns && c < static_cast<int>(cells.size()); ++c) {
+            const std::string& v = cells[static_cast<std::size_t>(c)];
+            if (v.empty()) continue;
+            Result<void> r = sheet->set_cell_value({row, c + 1}, xl::Value(v));
+            if (!r && failure.empty()) failure = r.error().message;
+        }
+        ++row;
+    };
+    if (titled) put(shown_.titles());
+    for (const report::ResultTable::Row& r : shown_.rows()) put(r);
+    Result<void> saved = failure.empty() ? book->save_as(ss(path), xl::xlOpenXMLWorkbook)
+                                         : Result<void>(Error::failed(failure));
+    book->close();
+    app->quit();
+    if (!saved) return messageText(saved.error().message);
+    return QStringLiteral("「%1」に保存しました。").arg(path);
+}
+
+}  // namespace sheaflow::gui

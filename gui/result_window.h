@@ -1,0 +1,66 @@
+#pragma once
+// The result window: the result table of a list operation, page by page, as comma-separated,
+// fixed-width or tab-separated text, with copy to the clipboard, printing (to a printer or a PDF
+// file) and saving the table as a workbook through the engine.
+
+#include <QWidget>
+#include <string>
+#include <vector>
+
+#include "report/render.h"
+#include "report/result_table.h"
+#include "run/driver.h"
+
+class QComboBox;
+class QRadioButton;
+class QCheckBox;
+class QPlainTextEdit;
+class QPushButton;
+class QLabel;
+
+namespace sheaflow::gui {
+
+class ResultWindow : public QWidget {
+    Q_OBJECT
+
+public:
+    enum class Format { Csv, Fixed, Tab };
+
+    explicit ResultWindow(run::ApplicationFactory make_application, QWidget* parent = nullptr);
+
+    // Shows a copy of `table`; `caption` names the operation.
+    void setTable(const report::ResultTable& table, const QString& caption);
+    const report::ResultTable& table() const { return table_; }
+    // The text of the display box (what copy and print take).
+    QString displayText() const;
+    int pageCount() const { return static_cast<int>(pages_.size()); }
+
+public slots:
+    void copyToClipboard();
+    void print();
+    void saveAsWorkbook();
+    // Saves the table as an .xlsx workbook; the message for the user ("" on success is never
+    // returned: it names the saved file).
+    QString saveTable(const QString& path);
+
+private:
+    void rebuildPages();
+    void render();
+    Format format() const;
+
+    run::ApplicationFactory make_application_;
+    report::ResultTable table_;  // as the run left it
+    report::ResultTable shown_;  // with repeats in the first column suppressed when asked
+    std::vector<report::Page> pages_;
+
+    QLabel* caption_ = nullptr;
+    QComboBox* page_box_ = nullptr;  // Cmb_File
+    QRadioButton* opt_csv_ = nullptr;
+    QRadioButton* opt_fixed_ = nullptr;
+    QRadioButton* opt_tab_ = nullptr;
+    QCheckBox* suppress_ = nullptr;
+    QPlainTextEdit* display_ = nullptr;
+    QLabel* count_ = nullptr;
+};
+
+}  // namespace sheaflow::gui

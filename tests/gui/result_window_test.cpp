@@ -1,0 +1,105 @@
+// The result window: pages, the three renderings, repeat suppression, copy to the clipboard with
+// its two messages, and saving the table as a workbook.
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include "gui/qt_text.h"
+#include "gui/result_window.h"
+#include "gui_test.h"
+#include "report/result_table.h"
+
+namespace sheaflow::gui::test {
+
+namespace {
+
+// Two workbooks as the search lists them: a file row, then one row per found cell.
+report::ResultTable searchList() {
+    report::ResultTable t;
+    t.set_title(0, "ファイル名");
+    t.set_title(1, "シート名");
+    t.set_title(2, "検索結果");
+    const char* rows[][3] = {{"売上_4月.xlsx", "Sheet1(Sheet1)", ""},
+                             {"売上_4月.xlsx", "", "A2  値=東京本店  計算式=東京本店"},
+                             {"売上_4月.xlsx", "", "C2  値=東京へ移転予定  計算式=東京へ移転予定"},
+                             {"売上_5月.xlsx", "Sheet1(Sheet1)", ""},
+                             {"売上_5月.xlsx", "", "A3  値=東京駅前店  計算式=東京駅前店"}};
+    for (const auto& r : rows) {
+        t.new_row();
+        for (int c = 0; c < 3; ++c) t.set(c, r[c]);
+    }
+    return t;
+}
+
+}  // namespace
+
+class ResultWindowTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void copy_puts_the_shown_text_on_the_clipboard() {
+        ResultWindow w({});
+        w.setTable(searchList(), QStringLiteral("セル　文字列検索"));
+        QApplication::clipboard()->setText(QStringLiteral("前の内容"));
+        DialogScript script;
+        w.findChild<QPushButton*>("Cmd_Copy")->click();
+        QCOMPARE(script.texts, QStringList{QStringLiteral("メモリーにコピーしました。")});
+        QVERIFY(!w.displayText().isEmpty());
+        QCOMPARE(QApplication::clipboard()->text(), w.displayText());
+        QVERIFY(w.displayText().contains(QStringLiteral("東京駅前店")));
+    }
+
+    void copy_of_an_empty_list_says_so_and_leaves_the_clipboard() {
+        ResultWindow w({});
+        w.setTable(report::ResultTable(), QStringLiteral("空"));
+        QApplication::clipboard()->setText(QStringLiteral("前の内容"));
+        DialogScript script;
+        w.findChild<QPushButton*>("Cmd_Copy")->click();
+        QCOMPARE(script.texts, QStringList{QStringLiteral("コピーする領域がありません。")});
+        QCOMPARE(QApplication::clipboard()->text(), QStringLiteral("前の内容"));
+        QCOMPARE(w.pageCount(), 0);
+    }
+
+    void repeats_of_the_first_column_are_shown_once_unless_asked() {
+        ResultWindow w({});
+        w.setTable(searchList(), QStringLiteral("一覧"));
+        QCOMPARE(w.displayText().count(QStringLiteral("売上_4月.xlsx")), 1);
+        w.findChild<QCheckBox*>("Che_Hyoji0")->setChecked(false);
+        QCOMPARE(w.displayText().count(QStringLiteral("売上_4月.xlsx")), 3);
+        // The window's copy of the table is untouched by the suppression.
+        QCOMPARE(qs(w.table().rows()[1][0]), QStringLiteral("売上_4月.xlsx"));
+    }
+
+    void the_page_chooser_and_the_three_renderings() {
+        ResultWindow w({});
+        w.setTable(searchList(), QStringLiteral("一覧"));
+        auto* pages = w.findChild<QComboBox*>("Cmb_File");
+        QCOMPARE(pages->count(), 1);
+        QVERIFY2(pages->itemText(0).contains(QStringLiteral("行～")) &&
+                     pages->itemText(0).endsWith(QStringLiteral("行")),
+                 qPrintable(pages->itemText(0)));
+        w.findChild<QRadioButton*>("Opt_Tab")->click();
+        const QString tab = w.displayText();
+        QVERIFY(tab.contains(QStringLiteral("売上_4月.xlsx\tSheet1(Sheet1)")));
+        w.findChild<QRadioButton*>("Opt_CSV")->click();
+        const QString csv = w.displayText();
+        QVERIFY(csv.contains(u','));
+        QVERIFY(!csv.contains(u'\t'));
+        w.findChild<QRadioButton*>("Opt_Kotei")->click();
+        const QString fixed = w.displayText();
+        QVERIFY(!fixed.contains(u'\t') && !fixed.contains(QStringLiteral("xlsx,")));
+        QVERIFY(fixed.contains(QStringLiteral("東京へ移転予定")));
+    }
+};
+
+static Register<ResultWindowTest> reg;
+
+}  // namespace sheaflow::gui::test
+
+#include "result_window_test.moc"
