@@ -105,11 +105,11 @@ TEST(CellTextEngine, width_and_case_matching) {
               (Lines{"C8  値=tokyo  計算式=tokyo"}));
     EXPECT_EQ(search({{"search", "TOKYO"}, {"match_case", "1"}}),
               (Lines{"B7  値=ＴＯＫＹＯ  計算式=ＴＯＫＹＯ"}));
-    // Within a range: rows 6 to 8 of columns A to B.
+    // Within a range: rows 6 to 8 of columns A to B, the names typed in lower case or full width.
     EXPECT_EQ(search({{"search", "o"},
-                      {"col_from", "A"},
+                      {"col_from", "a"},
                       {"row_from", "6"},
-                      {"col_to", "B"},
+                      {"col_to", "Ｂ"},
                       {"row_to", "8"}}),
               (Lines{"B7  値=ＴＯＫＹＯ  計算式=ＴＯＫＹＯ"}));
 }
@@ -173,23 +173,57 @@ TEST_F(CellTextEngineRun, replace_in_a_range_of_the_active_sheet) {
     EXPECT_EQ(active_, "在庫");
 }
 
-TEST_F(CellTextEngineRun, replace_in_all_sheets_keeps_formulas_and_the_active_sheet) {
-    auto out = run("すべてのシート_セル", {{"search", "東京"}, {"replace", "とうきょう"}});
+TEST_F(CellTextEngineRun, replace_in_all_sheets_once_keeps_formulas_and_the_active_sheet) {
+    // A replacement that holds the search text would grow again on a second pass.
+    auto out = run("すべてのシート_セル", {{"search", "東京"}, {"replace", "東京・大阪"}});
     ASSERT_TRUE(out.checked) << out.check_message;
     EXPECT_EQ(out.error_text, "");
-    EXPECT_EQ(formula("売上", "A1"), "とうきょう");
-    EXPECT_EQ(formula("売上", "B2"), "とうきょう都");
+    EXPECT_EQ(formula("売上", "A1"), "東京・大阪");
+    EXPECT_EQ(formula("売上", "B2"), "東京・大阪都");
     EXPECT_EQ(formula("売上", "D4"), "=A1&\"x\"");
-    EXPECT_EQ(formula("在庫", "A1"), "とうきょう");
+    EXPECT_EQ(formula("在庫", "A1"), "東京・大阪");
     EXPECT_EQ(formula("売上", "C3"), "123");
     EXPECT_EQ(active_, "在庫");
 
-    // Whole cell: 大阪 alone is replaced, とうきょう都 is not.
+    // Whole cell: A1 alone is replaced, B2 is not.
     out = run("すべてのシート_セル",
-              {{"search", "とうきょう"}, {"replace", "東京"}, {"whole_cell", "1"}});
+              {{"search", "東京・大阪"}, {"replace", "東京"}, {"whole_cell", "1"}});
     ASSERT_TRUE(out.checked);
     EXPECT_EQ(formula("売上", "A1"), "東京");
-    EXPECT_EQ(formula("売上", "B2"), "とうきょう都");
+    EXPECT_EQ(formula("売上", "B2"), "東京・大阪都");
+}
+
+TEST_F(CellTextEngineRun, all_sheets_search_lists_each_sheet_and_error_values) {
+    const shell::OperationDecl& d = decl("すべてのシート_セル", "文字列検索");
+    values_ = pane(d, {{"search", "A"}, {"look_in", "formulas"}, {"match_case", "1"}});
+    params_.emplace(d, values_);
+    files_ = {{dir_.string(), "本.xlsx", true}};
+    run::RunRequest req;
+    req.category = "すべてのシート_セル";
+    req.name = "文字列検索";
+    req.params = &*params_;
+    req.files = &files_;
+    auto out = run::run_batch(req, host_, table_, unused_store(),
+                              [] { return xl::native::create_application(); });
+    ASSERT_TRUE(out.checked) << out.check_message;
+    EXPECT_TRUE(out.is_list);
+    std::vector<std::string> rows;
+    for (const auto& r : table_.rows()) {
+        std::string line;
+        for (std::size_t i = 0; i < r.size(); ++i) line += (i ? "|" : "") + r[i];
+        rows.push_back(line);
+    }
+    ASSERT_GE(rows.size(), 5u);
+    EXPECT_EQ(rows[0], "すべてのシートで文字列検索");
+    EXPECT_EQ(rows[1], "検索文字=A");
+    EXPECT_EQ(rows[3], "本.xlsx");
+    // 売上: D4 (=A1&"x") and E5 (=NA(), an error value); 在庫: B3 (=売上!A1).
+    EXPECT_EQ(std::vector<std::string>(rows.begin() + 4, rows.end()),
+              (std::vector<std::string>{"|" + rows[4].substr(1), "||D4|東京x|=A1&\"x\"",
+                                        "||E5|エラー|=NA()", "|" + rows[7].substr(1),
+                                        "||B3|東京|=売上!A1"}));
+    EXPECT_EQ(rows[4].rfind("|売上(", 0), 0u);
+    EXPECT_EQ(rows[7].rfind("|在庫(", 0), 0u);
 }
 
 }  // namespace
