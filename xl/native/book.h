@@ -170,6 +170,9 @@ public:
     void retire(std::unique_ptr<Sheet>& sheet) { retired_.push_back(std::move(sheet)); }
     // The styles part was rewritten in the package: read it again when next needed.
     void styles_changed() { styles_.reset(); }
+    // What the sheet-structure code looked up in this workbook and keeps for the next copy
+    // into it (the external links of a workbook that collects many sheets).
+    std::shared_ptr<struct StructureCache> structure_cache;
     // The text of the active sheet in a text format (6 CSV, -4158 tab text), encoded.
     Result<std::string> text_of_active_sheet(int file_format);
 

@@ -1,5 +1,6 @@
 #include "xl/native/relationships.h"
 
+#include <unordered_set>
 #include <vector>
 
 namespace sheaflow::xl::native {
@@ -110,15 +111,16 @@ std::optional<Relationships::Item> Relationships::by_type(std::string_view type)
 
 std::string Relationships::add(std::string_view type, std::string_view target) {
     ensure_root();
+    // The ids in use, gathered once: a workbook that receives hundreds of sheets adds as many
+    // relationships, and a search per candidate id would grow with the square of their number.
+    std::unordered_set<std::string_view> used;
+    for (pugi::xml_node r = doc_.root().first_child(); r; r = r.next_sibling())
+        used.insert(r.attribute("Id").value());
     int n = 1;
     std::string id;
-    while (true) {
+    do {
         id = "rId" + std::to_string(n++);
-        bool used = false;
-        for (pugi::xml_node r = doc_.root().first_child(); r; r = r.next_sibling())
-            if (id == r.attribute("Id").value()) used = true;
-        if (!used) break;
-    }
+    } while (used.count(id));
     std::string prefix = xml::prefix_of(doc_.root());
     pugi::xml_node r = doc_.root().append_child((prefix + "Relationship").c_str());
     r.append_attribute("Id") = id.c_str();

@@ -225,7 +225,19 @@ Result<Worksheet*> Sheet::copy(Worksheet* before, Worksheet* after) {
     if (before && after) return refused("Before と After は同時に指定できません。");
     if (!has_cells()) return refused("ワークシート以外のシートはコピーできません。");
     // A sheet whose part cannot be read is not copied: the copy would carry the damage along.
-    if (auto r = check(); !r) return r.error();
+    // A part the engine has not read yet is scanned for well-formed XML, which is all the copy
+    // relies on and much less than reading its cells.
+    if (loaded()) {
+        if (auto r = check(); !r) return r.error();
+    } else {
+        auto text = book_.package().read(part_name_);
+        if (!text) return text.error();
+        if (!well_formed(*text))
+            return Error::make(Error::Code::BadFormat,
+                               "シート「" + name_ + "」を読み込めません（部品「" + part_name_ +
+                                   "」が壊れています）。",
+                               part_name_);
+    }
     Worksheet* anchor = before ? before : after;
     if (!anchor) {
         // Copy with no position: a new workbook that holds the copy alone.

@@ -18,6 +18,26 @@ namespace sheaflow::xl::native {
 
 using namespace structure;
 
+namespace structure {
+
+// One entry of a string table: its XML content, and its plain text when it has no runs.
+struct SstItem {
+    std::string inner;
+    std::string plain;
+    bool rich = false;
+};
+
+// An external link of a destination workbook.
+struct ExternalLink {
+    int index = 0;                    // 1-based, as formulas write it ("[1]")
+    std::string part;                 // the externalLink part
+    std::vector<std::string> sheets;  // sheet names to list (added by this copy)
+    bool created = false;             // made by this copy
+    std::string rel_id;               // the workbook relationship of a link made here
+};
+
+}  // namespace structure
+
 namespace {
 
 std::string_view rel_kind(std::string_view type) {
@@ -33,13 +53,6 @@ bool shared_within_book(std::string_view kind) {
 }
 
 std::string upper(std::string_view s) { return text::upper(s); }
-
-// One entry of a string table: its XML content, and its plain text when it has no runs.
-struct SstItem {
-    std::string inner;
-    std::string plain;
-    bool rich = false;
-};
 
 std::vector<SstItem> read_string_table(std::string_view x, std::string& prefix) {
     std::vector<SstItem> items;
@@ -181,27 +194,53 @@ std::string renumber_vml(std::string_view x, int old_block, int new_block) {
     return out;
 }
 
+}  // namespace
+
+// Kept in a workbook between copies from or into it.
+struct StructureCache {
+    // As a destination: its external links.
+    std::vector<std::string> ids;               // the workbook's link relationship ids, in order
+    std::map<std::string, ExternalLink> links;  // by target path
+    // As a source: its string table as read from the part (kept while the part is the same
+    // size; the engine only ever appends to a table).
+    std::vector<SstItem> sst;
+    std::string sst_prefix;
+    std::size_t sst_part_size = std::string::npos;
+};
+
+namespace {
+
 // The externalLink parts of a destination workbook, by the path they point at.
 class ExternalLinks {
 public:
     explicit ExternalLinks(Book& b) : b_(b) {
+        // The links are listed in the workbook part; their targets are in each link's own
+        // relationships. A workbook that collects many sheets is asked again and again, so what
+        // was read is kept per workbook and reused while the list of links is the same.
+        std::vector<std::string> ids;
         pugi::xml_node refs = xml::child(b.workbook_part().root(), "externalReferences");
-        int index = 0;
-        for (pugi::xml_node n = refs.first_child(); n; n = n.next_sibling()) {
-            if (n.type() != pugi::node_element) continue;
-            ++index;
-            std::string id = sheet_rel_id(n);
-            auto item = b.workbook_rels().by_id(id);
-            if (!item) continue;
-            std::string part = resolve_target(b.workbook_part_name(), item->target);
-            std::string rels_name = rels_path_for(part);
-            Relationships rels;
-            std::string bytes = read_or_empty(b, rels_name);
-            if (bytes.empty() || !rels.parse(bytes, rels_name)) continue;
-            if (auto path = rels.by_type(kExternalLinkPathRel))
-                links_[path->target] = Link{index, part, {}, false};
+        for (pugi::xml_node n = refs.first_child(); n; n = n.next_sibling())
+            if (n.type() == pugi::node_element) ids.push_back(sheet_rel_id(n));
+        Cache& cache = cache_for(b);
+        if (cache.ids != ids) {
+            cache.ids = ids;
+            cache.links.clear();
+            std::map<std::string, std::string> targets;  // relationship id -> target
+            for (const auto& item : b.workbook_rels().items()) targets[item.id] = item.target;
+            for (std::size_t i = 0; i < ids.size(); ++i) {
+                auto it = targets.find(ids[i]);
+                if (it == targets.end()) continue;
+                std::string part = resolve_target(b.workbook_part_name(), it->second);
+                std::string rels_name = rels_path_for(part);
+                Relationships rels;
+                std::string bytes = read_or_empty(b, rels_name);
+                if (bytes.empty() || !rels.parse(bytes, rels_name)) continue;
+                if (auto path = rels.by_type(kExternalLinkPathRel))
+                    cache.links[path->target] = Link{static_cast<int>(i) + 1, part, {}, false, {}};
+            }
         }
-        count_ = index;
+        links_ = cache.links;
+        count_ = static_cast<int>(ids.size());
     }
 
     // The 1-based index of the link to `target`, created when missing; `sheet` is noted as a
@@ -209,7 +248,7 @@ public:
     int index(const std::string& target, const std::string& sheet) {
         auto it = links_.find(target);
         if (it == links_.end()) {
-            it = links_.emplace(target, Link{++count_, "", {}, true}).first;
+            it = links_.emplace(target, Link{++count_, "", {}, true, {}}).first;
         }
         if (!sheet.empty() && std::find(it->second.sheets.begin(), it->second.sheets.end(),
                                         sheet) == it->second.sheets.end())
@@ -219,23 +258,36 @@ public:
 
     // Writes new links and the sheet names added to existing ones.
     Result<void> write(ContentTypes& ct) {
+        std::vector<Link*> created;
         for (auto& [target, link] : links_) {
             if (link.created) {
                 if (auto r = create(ct, target, link); !r) return r;
+                created.push_back(&link);
             } else if (!link.sheets.empty()) {
                 add_sheets(link);
             }
         }
+        // The cache learns the new links in the order they were listed.
+        std::sort(created.begin(), created.end(),
+                  [](const Link* a, const Link* b) { return a->index < b->index; });
+        Cache& cache = cache_for(b_);
+        for (auto& [target, link] : links_) {
+            Link kept = link;
+            kept.sheets.clear();
+            kept.created = false;
+            cache.links[target] = kept;
+        }
+        for (const Link* link : created) cache.ids.push_back(link->rel_id);
         return {};
     }
 
 private:
-    struct Link {
-        int index = 0;
-        std::string part;
-        std::vector<std::string> sheets;
-        bool created = false;
-    };
+    using Link = ExternalLink;
+    using Cache = StructureCache;
+    static Cache& cache_for(Book& b) {
+        if (!b.structure_cache) b.structure_cache = std::make_shared<StructureCache>();
+        return *b.structure_cache;
+    }
 
     Result<void> create(ContentTypes& ct, const std::string& target, Link& link) {
         std::string folder =
@@ -278,6 +330,7 @@ private:
                 r_prefix = std::string(n.substr(6));
         }
         ref.append_attribute((r_prefix + ":id").c_str()).set_value(id.c_str());
+        link.rel_id = id;
         wp.mark_dirty();
         return {};
     }
@@ -484,7 +537,7 @@ struct Tables {
 Tables tables_of(Book& b, ContentTypes& ct) {
     Tables t;
     for (const std::string& part : b.package().part_names()) {
-        if (ct.type_of(part) != kTableType) continue;
+        if (part.find("table") == std::string::npos || ct.type_of(part) != kTableType) continue;
         std::string bytes = read_or_empty(b, part);
         std::size_t begin = 0;
         std::string_view attrs = root_attrs(bytes, begin);
@@ -709,10 +762,9 @@ Result<void> SheetCopy::copy_names() {
 }
 
 Result<Worksheet*> SheetCopy::run() {
-    if (auto r = sb_.flush(); !r) return r.error();
-    if (!same_) {
-        if (auto r = db_.flush(); !r) return r.error();
-    }
+    // The packages are read as they stand: parts that the engine holds changed in memory are
+    // the sheet (read through its part object), the string table (entries added since opening
+    // are plain text, read from the table object) and the workbook part (used as an object).
     auto sct = sb_.content_types();
     if (!sct) return sct.error();
     auto dct = db_.content_types();
@@ -726,10 +778,6 @@ Result<Worksheet*> SheetCopy::run() {
                              [&](const std::string& n) { return same_sheet_name(n, old_name_); })
             ? copy_sheet_name(old_name_, dest_names)
             : old_name_;
-    tables_ = tables_of(db_, *dct_);
-    for (const std::string& part : db_.package().part_names())
-        if (part.size() > 4 && text::lower(part.substr(part.size() - 4)) == ".vml")
-            vml_block_ = std::max(vml_block_, vml_block(read_or_empty(db_, part)));
     if (!same_) {
         pugi::xml_node refs = xml::child(sb_.workbook_part().root(), "externalReferences");
         for (pugi::xml_node n = refs.first_child(); n; n = n.next_sibling()) {
@@ -760,15 +808,40 @@ Result<Worksheet*> SheetCopy::run() {
                                  read_or_empty(db_, workbook_target(db_, rel::kStyles)));
             !r)
             return r.error();
-        sst = read_string_table(read_or_empty(sb_, workbook_target(sb_, rel::kSharedStrings)),
-                                sst_prefix);
+        // The source's string table, read once for all the sheets copied from it.
+        if (!sb_.structure_cache) sb_.structure_cache = std::make_shared<StructureCache>();
+        StructureCache& cache = *sb_.structure_cache;
+        std::string sst_part = workbook_target(sb_, rel::kSharedStrings);
+        std::size_t part_size = sst_part.empty() ? 0 : sb_.package().size(sst_part);
+        if (cache.sst_part_size != part_size) {
+            cache.sst = read_string_table(read_or_empty(sb_, sst_part), cache.sst_prefix);
+            cache.sst_part_size = part_size;
+        }
+        sst = cache.sst;
+        sst_prefix = cache.sst_prefix;
+        // Strings the engine added since the workbook was opened are not in the part yet.
+        SharedStrings& table = sb_.shared_strings();
+        for (std::size_t i = sst.size(); i < table.size(); ++i)
+            sst.push_back({"", table.at(i), false});
     }
+    // What the copied parts must not clash with in the destination: table names and ids, and
+    // the shape blocks of VML drawings (looked up only when such parts come along).
+    bool any_table = false, any_vml = false;
+    for (const std::string& p : order_) {
+        any_table = any_table || sct_->type_of(p) == kTableType;
+        any_vml = any_vml || (p.size() > 4 && text::lower(p.substr(p.size() - 4)) == ".vml");
+    }
+    if (any_table) tables_ = tables_of(db_, *dct_);
+    if (any_vml)
+        for (const std::string& part : db_.package().part_names())
+            if (part.size() > 4 && text::lower(part.substr(part.size() - 4)) == ".vml")
+                vml_block_ = std::max(vml_block_, vml_block(read_or_empty(db_, part)));
     // Tables first, so that the sheet's formulas see their new names.
     std::vector<std::string> ordered = order_;
     std::stable_partition(ordered.begin(), ordered.end(),
                           [&](const std::string& p) { return sct_->type_of(p) == kTableType; });
     for (const std::string& part : ordered) {
-        auto bytes = sb_.package().read(part);
+        auto bytes = part == root ? sheet_text(sb_, src_) : sb_.package().read(part);
         if (!bytes) return bytes.error();
         std::string type = sct_->type_of(part);
         std::string x;

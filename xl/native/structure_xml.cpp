@@ -3,6 +3,7 @@
 #include <unicode/unistr.h>
 
 #include <array>
+#include <vector>
 
 #include "xl/native/sheet_names.h"
 #include "xl/native/xml.h"
@@ -134,6 +135,25 @@ std::optional<std::string> rename_pivot_source(std::string_view xml_text, std::s
             return xml::set_attr(attrs, "sheet", std::string_view(esc));
         },
         nullptr);
+}
+
+bool well_formed(std::string_view xml_text) {
+    xml::Scanner sc(xml_text);
+    std::vector<std::string_view> open;
+    int roots = 0;
+    while (true) {
+        xml::Token t = sc.next();
+        if (t.kind == xml::Token::Kind::Eof) break;
+        if (t.kind == xml::Token::Kind::Error) return false;
+        if (t.kind == xml::Token::Kind::Start) {
+            if (open.empty()) ++roots;
+            if (!t.self_closing) open.push_back(t.name);
+        } else if (t.kind == xml::Token::Kind::End) {
+            if (open.empty() || open.back() != t.name) return false;
+            open.pop_back();
+        }
+    }
+    return open.empty() && roots == 1;
 }
 
 bool may_mention(std::string_view xml_text, std::string_view sheet_name) {

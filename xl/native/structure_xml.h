@@ -28,6 +28,10 @@ std::optional<std::string> rewrite_part_formulas(std::string_view xml,
 std::optional<std::string> rename_pivot_source(std::string_view xml, std::string_view old_name,
                                                std::string_view new_name);
 
+// True when the part is well-formed as far as a forward scan sees: every tag closes, the
+// elements nest, there is one root element.
+bool well_formed(std::string_view xml);
+
 // True when `xml` may mention the sheet name: a quick test before a part is rewritten (the name
 // as it stands, or with the characters XML escapes in it).
 bool may_mention(std::string_view xml, std::string_view sheet_name);
