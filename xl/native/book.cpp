@@ -457,7 +457,6 @@ int Book::sheet_position(const Sheet* s) const {
 
 void Book::set_active(Sheet* s) { active_ = s; }
 
-
 void Book::close() { app_.closed(this); }
 
 // ---------------------------------------------------------------------------------------------
@@ -519,7 +518,8 @@ void Book::fold_string_changes() {
         for (const Cell& c : p->table().cells) {
             if (!c.dirty() || c.kind != CellKind::SharedString || c.has_formula()) continue;
             auto cur = static_cast<std::int64_t>(c.number);
-            if (static_cast<std::size_t>(cur) < n) continue;
+            if (static_cast<std::size_t>(cur) < n || static_cast<std::size_t>(cur) >= sst.size())
+                continue;
             auto orig = p->original_shared_index(c);
             if (!orig || *orig >= n) continue;
             std::int64_t& t = target[*orig];
@@ -544,7 +544,9 @@ void Book::fold_string_changes() {
         for (Cell& c : p->table().cells) {
             if (c.kind != CellKind::SharedString) continue;
             auto cur = static_cast<std::size_t>(c.number);
-            if (cur < n) continue;
+            // Entries read from the part stay; so does a reference beyond the table, which
+            // only a damaged file holds.
+            if (cur < n || cur >= sst.size()) continue;
             if (c.dirty() && !c.has_formula()) {
                 auto orig = p->original_shared_index(c);
                 if (orig && *orig < n && target[*orig] == static_cast<std::int64_t>(cur)) {
@@ -560,7 +562,8 @@ void Book::fold_string_changes() {
     auto remap = sst.compact_appended(keep);
     for (WorksheetPart* p : parts)
         for (Cell& c : p->table().cells)
-            if (c.kind == CellKind::SharedString && static_cast<std::size_t>(c.number) >= n)
+            if (c.kind == CellKind::SharedString && static_cast<std::size_t>(c.number) >= n &&
+                static_cast<std::size_t>(c.number) < remap.size())
                 c.number = remap[static_cast<std::size_t>(c.number)];
 }
 

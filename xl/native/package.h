@@ -80,7 +80,6 @@ private:
     Error broken(const std::string& detail) const;
 
     std::string source_bytes_;  // the archive when opened from memory
-    zip_source_t* source_ = nullptr;
     ZipArchive zip_;
     std::vector<Entry> entries_;
     std::unordered_map<std::string, std::size_t> index_;  // lower-cased name -> entries_

@@ -185,7 +185,8 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
     table_ = CellTable();
     code_name_.clear();
     styled_cols_.clear();
-    tab_selected_ = tab_selected_changed_ = reordered_ = false;
+    tab_selected_ = tab_selected_changed_ = reordered_ = root_self_closing_ = false;
+    insert_pos_ = 0;
     has_sheet_data_ = sheet_data_self_closing_ = false;
     view_tag_begin_ = view_tag_end_ = 0;
     dirty_ = false;
@@ -406,6 +407,13 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
                 auto colon = t.name.find(':');
                 prefix_ =
                     colon == std::string_view::npos ? "" : std::string(t.name.substr(0, colon + 1));
+                root_name_ = std::string(t.name);
+                if (t.self_closing) {
+                    // <worksheet/>: cells would go inside it.
+                    root_self_closing_ = true;
+                    insert_pos_ = t.end - 2;
+                    insert_found = true;
+                }
             } else if (depth == 1) {
                 parent = local;
                 if (!insert_found && local != "sheetPr" && local != "dimension" &&
@@ -838,10 +846,17 @@ std::string WorksheetPart::serialize() const {
     if (!has_sheet_data_) {
         std::size_t at = std::max(insert_pos_, pos);
         out.append(source_, pos, at - pos);
+        if (root_self_closing_) out += '>';
         out += '<' + prefix_ + "sheetData>";
         for (const Row& row : table_.rows) write_row(row, out);
         out += "</" + prefix_ + "sheetData>";
-        out.append(source_, at, std::string::npos);
+        if (root_self_closing_) {
+            // Close the root that was written as <worksheet .../>.
+            out += "</" + root_name_ + '>';
+            out.append(source_, at + 2, std::string::npos);
+        } else {
+            out.append(source_, at, std::string::npos);
+        }
         return out;
     }
     if (sheet_data_self_closing_) {

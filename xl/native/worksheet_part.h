@@ -61,7 +61,9 @@ private:
     std::string code_name_;
     bool tab_selected_ = false;
     bool tab_selected_changed_ = false;
-    bool reordered_ = false;  // rows or cells were out of order: all written anew
+    bool reordered_ = false;          // rows or cells were out of order: all written anew
+    bool root_self_closing_ = false;  // <worksheet .../> with nothing inside
+    std::string root_name_;
     std::size_t view_tag_begin_ = 0, view_tag_end_ = 0;  // first <sheetView ...> start tag
     bool has_sheet_data_ = false;
     bool sheet_data_self_closing_ = false;

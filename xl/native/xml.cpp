@@ -236,6 +236,11 @@ Token Scanner::next() {
         while (ne < gt && s[ne] != ' ' && s[ne] != '\t' && s[ne] != '\n' && s[ne] != '\r') ++ne;
         t.kind = Token::Kind::End;
         t.name = src_.substr(pos_ + 2, ne - pos_ - 2);
+        // A scanner started inside an element meets that element's end with nothing open.
+        if (!open_.empty()) {
+            if (open_.back() != t.name) return fail();
+            open_.pop_back();
+        }
         pos_ = t.end = gt + 1;
         return t;
     }
@@ -293,6 +298,9 @@ Token Scanner::next() {
     }
     t.kind = Token::Kind::Start;
     t.attrs = src_.substr(attr_begin, attr_end - attr_begin);
+    if (!for_each_attr(t.attrs, [](std::string_view, std::string_view) { return true; }))
+        return fail();
+    if (!t.self_closing) open_.push_back(t.name);
     pos_ = t.end = i + 1;
     return t;
 }

@@ -7,6 +7,7 @@
 #include <pugixml.hpp>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "util/result.h"
 
@@ -44,9 +45,10 @@ struct Token {
     std::size_t begin = 0, end = 0;
 };
 
-// A forward scanner over well-formed XML. It does not build a tree and does not check nesting;
-// callers track depth. A document type declaration is an error: parts never carry one, and
-// refusing it rules out entity expansion.
+// A forward scanner over XML. It builds no tree, but it refuses what is not well formed: an end
+// tag that does not close the element opened last, malformed attributes, a document type
+// declaration (parts never carry one, and refusing it rules out entity expansion). Callers
+// track depth; a scanner may start inside an element (`pos`).
 class Scanner {
 public:
     explicit Scanner(std::string_view src, std::size_t pos = 0) : src_(src), pos_(pos) {}
@@ -57,6 +59,7 @@ public:
 private:
     std::string_view src_;
     std::size_t pos_;
+    std::vector<std::string_view> open_;  // names of the open elements
 };
 
 // Calls f(name, raw_value) for every attribute of a start tag's raw attribute text; stops early
@@ -78,7 +81,10 @@ bool for_each_attr(std::string_view attrs, F&& f) {
         if (i >= n || (attrs[i] != '"' && attrs[i] != '\'')) return false;
         char q = attrs[i++];
         std::size_t value_begin = i;
-        while (i < n && attrs[i] != q) ++i;
+        while (i < n && attrs[i] != q) {
+            if (attrs[i] == '<') return false;  // not allowed in a value
+            ++i;
+        }
         if (i >= n) return false;
         if (!f(name, attrs.substr(value_begin, i - value_begin))) return true;
         ++i;
