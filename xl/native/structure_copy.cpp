@@ -846,7 +846,7 @@ Result<Worksheet*> SheetCopy::run() {
         std::string type = sct_->type_of(part);
         std::string x;
         if (part == root) {
-            x = with_code_name(*bytes, new_code_name(db_));
+            x = with_code_name(without_tab_selected(*bytes), new_code_name(db_));
             FormulaEdit element = [this](std::string_view f) { return edit_formula(f); };
             FormulaEdit attribute = [this](std::string_view f) { return edit_reference(f); };
             if (auto edited = rewrite_part_formulas(x, element, attribute)) x = std::move(*edited);

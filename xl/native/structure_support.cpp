@@ -259,6 +259,25 @@ std::string new_code_name(Book& b) {
     }
 }
 
+std::string without_tab_selected(std::string_view xml_text) {
+    xml::Scanner sc(xml_text);
+    while (true) {
+        xml::Token t = sc.next();
+        if (t.kind == xml::Token::Kind::Eof || t.kind == xml::Token::Kind::Error) break;
+        if (t.kind != xml::Token::Kind::Start) continue;
+        std::string_view local = xml::local_name(t.name);
+        if (local == "sheetData") break;  // views come before the cells
+        if (local != "sheetView") continue;
+        if (!xml::find_attr(t.attrs, "tabSelected")) break;
+        std::size_t begin = static_cast<std::size_t>(t.attrs.data() - xml_text.data());
+        std::string out(xml_text.substr(0, begin));
+        out += xml::set_attr(t.attrs, "tabSelected", std::nullopt);
+        out.append(xml_text.substr(begin + t.attrs.size()));
+        return out;
+    }
+    return std::string(xml_text);
+}
+
 std::string with_code_name(std::string_view xml_text, std::string_view code_name) {
     xml::Scanner sc(xml_text);
     std::string value;

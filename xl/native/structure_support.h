@@ -86,6 +86,9 @@ std::string unique_part_name(Package& pkg, std::string_view folder, std::string_
 std::set<std::string> code_names(Book& b);
 // "Sheet<N>" with the smallest N that is not in use.
 std::string new_code_name(Book& b);
+// The text of a worksheet part without the selected flag on its first sheet view (a copy is
+// selected by the next save only if it is the active sheet then).
+std::string without_tab_selected(std::string_view xml);
 // The text of a worksheet part with <sheetPr codeName> set to `code_name`.
 std::string with_code_name(std::string_view xml, std::string_view code_name);
 

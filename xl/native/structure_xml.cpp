@@ -117,7 +117,12 @@ std::optional<std::string> rewrite_part_formulas(std::string_view xml_text,
                                                  const FormulaEdit& attribute_edit) {
     return rewrite_tokens(
         xml_text,
-        [&](std::string_view, std::string_view attrs) {
+        [&](std::string_view name, std::string_view attrs) -> std::optional<std::string> {
+            // Only these elements carry reference attributes; the test keeps the scan of a
+            // large sheet from looking into every cell's attributes.
+            std::string_view local = xml::local_name(name);
+            if (local != "hyperlink" && local != "formControlPr" && local != "sp")
+                return std::nullopt;
             return rewrite_attrs(attrs, attribute_edit);
         },
         &element_edit);
