@@ -158,6 +158,30 @@ TEST(SheetMove, IndexesFollowTheSheets) {
     EXPECT_EQ(again.book->active_sheet()->name(), "Summary");
 }
 
+TEST(SheetMove, IntoAnotherWorkbookAndRefusedForTheLastVisibleSheet) {
+    OpenBook b(structure_fixture());
+    ASSERT_NE(b.book, nullptr) << b.error;
+    auto dest = b.app->workbooks().add();
+    ASSERT_TRUE(dest.has_value());
+    ASSERT_TRUE(b.ws("My Sheet").move(nullptr, (*dest)->worksheet(1)).has_value());
+    EXPECT_EQ(b.names(), (Names{"Data", "Summary", "Hidden"}));
+    EXPECT_EQ((*dest)->worksheet(2)->name(), "My Sheet");
+    EXPECT_EQ((*dest)->worksheet(2)->cell_formula({1, 3}), "=[1]Data!A1*2");
+    // References left behind become #REF!: the destination has no file yet to point them at.
+    EXPECT_EQ(b.ws("Summary").cell_formula({1, 1}), "=SUM(Data!A1:A3)+#REF!B2");
+
+    OpenBook single(structure_fixture(), "single.xlsx");
+    ASSERT_NE(single.book, nullptr);
+    ASSERT_TRUE(single.ws("Data").delete_sheet().has_value());
+    ASSERT_TRUE(single.ws("My Sheet").delete_sheet().has_value());
+    auto other = single.app->workbooks().add();
+    ASSERT_TRUE(other.has_value());
+    auto r = single.ws("Summary").move(nullptr, (*other)->worksheet(1));
+    ASSERT_FALSE(r.has_value());  // Hidden is hidden: Summary is the last visible sheet
+    EXPECT_EQ(r.error().code, Error::Code::Refused);
+    EXPECT_EQ((*other)->sheet_count(), 1);
+}
+
 TEST(SheetCopy, WithinTheWorkbook) {
     OpenBook b(structure_fixture());
     ASSERT_NE(b.book, nullptr) << b.error;
