@@ -286,27 +286,36 @@ std::string lower(std::string_view s) {
     return to_utf8(cps);
 }
 
+namespace {
+
+// Appends the full-width kana for the half-width kana at in[i], joining a following voiced or
+// semi-voiced mark into one character; returns how many input characters it used.
+std::size_t append_full_kana(std::u32string_view in, std::size_t i, std::u32string& out) {
+    char32_t full = kHalfKanaToFull[in[i] - 0xFF61];
+    if (i + 1 < in.size()) {
+        if (char32_t v = voiced(full, in[i + 1])) {
+            out.push_back(v);
+            return 2;
+        }
+    }
+    out.push_back(full);
+    return 1;
+}
+
+}  // namespace
+
 std::string widen(std::string_view s) {
     std::u32string in = to_u32(s), out;
-    for (std::size_t i = 0; i < in.size(); ++i) {
+    for (std::size_t i = 0; i < in.size();) {
         char32_t c = in[i];
-        if (c == U' ') {
-            out.push_back(0x3000);
-        } else if (c >= 0x21 && c <= 0x7E) {
-            out.push_back(c + 0xFEE0);
-        } else if (is_half_kana(c)) {
-            char32_t full = kHalfKanaToFull[c - 0xFF61];
-            if (i + 1 < in.size()) {
-                if (char32_t v = voiced(full, in[i + 1])) {
-                    out.push_back(v);
-                    ++i;
-                    continue;
-                }
-            }
-            out.push_back(full);
-        } else {
-            out.push_back(c);
+        if (is_half_kana(c)) {
+            i += append_full_kana(in, i, out);
+            continue;
         }
+        if (c == U' ') out.push_back(0x3000);
+        else if (c >= 0x21 && c <= 0x7E) out.push_back(c + 0xFEE0);
+        else out.push_back(c);
+        ++i;
     }
     return to_utf8(out);
 }
@@ -351,25 +360,16 @@ std::string to_katakana(std::string_view s) {
 std::u32string fold_width(std::u32string_view in) {
     std::u32string out;
     out.reserve(in.size());
-    for (std::size_t i = 0; i < in.size(); ++i) {
+    for (std::size_t i = 0; i < in.size();) {
         char32_t c = in[i];
-        if (c == 0x3000) {
-            out.push_back(U' ');
-        } else if (c >= 0xFF01 && c <= 0xFF5E) {
-            out.push_back(c - 0xFEE0);
-        } else if (is_half_kana(c)) {
-            char32_t full = kHalfKanaToFull[c - 0xFF61];
-            if (i + 1 < in.size()) {
-                if (char32_t v = voiced(full, in[i + 1])) {
-                    out.push_back(v);
-                    ++i;
-                    continue;
-                }
-            }
-            out.push_back(full);
-        } else {
-            out.push_back(c);
+        if (is_half_kana(c)) {
+            i += append_full_kana(in, i, out);
+            continue;
         }
+        if (c == 0x3000) out.push_back(U' ');
+        else if (c >= 0xFF01 && c <= 0xFF5E) out.push_back(c - 0xFEE0);
+        else out.push_back(c);
+        ++i;
     }
     return out;
 }
