@@ -126,6 +126,12 @@ TEST(FormulaRefs, FindsReferences) {
     EXPECT_EQ(refs[1].first, "X");
     EXPECT_EQ(refs[2].first, "P");
     EXPECT_EQ(refs[2].last, "Q");
+    EXPECT_EQ(refs[0].cells, "A1");
+    auto range = sheet_refs("SUM(Data!$A$1:$B$2)+Data!C:C+Data!Total");
+    ASSERT_EQ(range.size(), 3u);
+    EXPECT_EQ(range[0].cells, "$A$1:$B$2");
+    EXPECT_EQ(range[1].cells, "C:C");
+    EXPECT_EQ(range[2].cells, "Total");
 }
 
 TEST(FormulaRefs, DeleteTurnsReferencesIntoRefErrorsAndShrinks3D) {

@@ -253,6 +253,11 @@ TEST(SheetCopy, IntoAnotherWorkbookKeepsValuesFormatsAndLinks) {
     EXPECT_TRUE(contains(sheet1, "ht=\"30\""));
     std::string link = part_of(out, "xl/externalLinks/externalLink1.xml");
     EXPECT_TRUE(contains(link, "<sheetName val=\"Data\"/>") && contains(link, "My Sheet"));
+    // The values the references use are kept in the link, for a recalculation without the
+    // source open.
+    EXPECT_TRUE(contains(link, "<cell r=\"A1\"><v>1</v></cell>")) << link;
+    EXPECT_TRUE(contains(link, "<cell r=\"A3\"><v>3</v></cell>"));
+    EXPECT_TRUE(contains(link, "<cell r=\"B2\"><v>10</v></cell>"));
     EXPECT_TRUE(
         contains(part_of(out, "xl/externalLinks/_rels/externalLink1.xml.rels"), "book.xlsx"));
     EXPECT_TRUE(contains(part_of(out, "xl/workbook.xml"), "<externalReference"));

@@ -141,7 +141,11 @@ std::string rewrite_sheet_refs(
     std::string out;
     out.reserve(f.size() + 16);
     std::size_t i = 0;
-    auto emit_ref = [&](std::size_t start, std::size_t bang, const SheetRef& ref) {
+    auto emit_ref = [&](std::size_t start, std::size_t bang, SheetRef ref) {
+        std::size_t end = skip_after_bang(f, bang + 1);
+        if (end + 1 < f.size() && f[end] == ':' && (is_name_char(f[end + 1]) || f[end + 1] == '$'))
+            end = skip_after_bang(f, end + 1);
+        ref.cells = std::string(f.substr(bang + 1, end - bang - 1));
         if (std::optional<std::string> replaced = fn(ref)) {
             out += *replaced;
         } else {

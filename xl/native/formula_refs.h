@@ -21,6 +21,9 @@ struct SheetRef {
     // A 3-D reference written with each name quoted on its own ("Jan:'Mar x'", as some programs
     // write it) rather than quoted as a whole ("'Jan:Mar x'", as the application does).
     bool split_quotes = false;
+    // What follows the "!": the cell or range ("$A$1", "A1:B5", "C:C") or a name; filled when
+    // the reference is read from a formula (not used when the prefix is written).
+    std::string cells = {};
 };
 
 // The prefix text before "!" for a reference, quoted when any name needs it.

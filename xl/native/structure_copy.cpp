@@ -13,6 +13,7 @@
 #include "xl/native/structure_support.h"
 #include "xl/native/style_merge.h"
 #include "xl/native/xml.h"
+#include "xl/xl.h"
 
 namespace sheaflow::xl::native {
 
@@ -34,6 +35,11 @@ struct ExternalLink {
     std::vector<std::string> sheets;  // sheet names to list (added by this copy)
     bool created = false;             // made by this copy
     std::string rel_id;               // the workbook relationship of a link made here
+    // Values of the other workbook's cells that formulas use, kept in the link as the
+    // application keeps them, so that a recalculation without that workbook open has them:
+    // sheet name -> (row, column) -> (cell type attribute, value text).
+    std::map<std::string, std::map<std::pair<int, int>, std::pair<std::string, std::string>>>
+        cells = {};
 };
 
 }  // namespace structure
@@ -236,7 +242,8 @@ public:
                 std::string bytes = read_or_empty(b, rels_name);
                 if (bytes.empty() || !rels.parse(bytes, rels_name)) continue;
                 if (auto path = rels.by_type(kExternalLinkPathRel))
-                    cache.links[path->target] = Link{static_cast<int>(i) + 1, part, {}, false, {}};
+                    cache.links[path->target] =
+                        Link{static_cast<int>(i) + 1, part, {}, false, {}, {}};
             }
         }
         links_ = cache.links;
@@ -248,12 +255,26 @@ public:
     int index(const std::string& target, const std::string& sheet) {
         auto it = links_.find(target);
         if (it == links_.end()) {
-            it = links_.emplace(target, Link{++count_, "", {}, true, {}}).first;
+            it = links_.emplace(target, Link{++count_, "", {}, true, {}, {}}).first;
         }
         if (!sheet.empty() && std::find(it->second.sheets.begin(), it->second.sheets.end(),
                                         sheet) == it->second.sheets.end())
             it->second.sheets.push_back(sheet);
         return it->second.index;
+    }
+
+    // Notes the value of a cell of a linked workbook's sheet (the link is made by index()).
+    void add_cell(const std::string& target, const std::string& sheet, int row, int col,
+                  std::string type, std::string value) {
+        auto it = links_.find(target);
+        if (it == links_.end()) return;
+        it->second.cells[sheet][{row, col}] = {std::move(type), std::move(value)};
+    }
+    bool has_cell(const std::string& target, const std::string& sheet, int row, int col) const {
+        auto it = links_.find(target);
+        if (it == links_.end()) return false;
+        auto s = it->second.cells.find(sheet);
+        return s != it->second.cells.end() && s->second.count({row, col});
     }
 
     // Writes new links and the sheet names added to existing ones.
@@ -263,8 +284,8 @@ public:
             if (link.created) {
                 if (auto r = create(ct, target, link); !r) return r;
                 created.push_back(&link);
-            } else if (!link.sheets.empty()) {
-                add_sheets(link);
+            } else if (!link.sheets.empty() || !link.cells.empty()) {
+                update(link);
             }
         }
         // The cache learns the new links in the order they were listed.
@@ -274,6 +295,7 @@ public:
         for (auto& [target, link] : links_) {
             Link kept = link;
             kept.sheets.clear();
+            kept.cells.clear();
             kept.created = false;
             cache.links[target] = kept;
         }
@@ -298,13 +320,10 @@ private:
             "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n"
             "<externalLink xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\" "
             "xmlns:r=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships\">"
-            "<externalBook r:id=\"rId1\"><sheetNames>";
-        for (const std::string& s : link.sheets) x += "<sheetName val=\"" + escaped(s) + "\"/>";
-        x += "</sheetNames><sheetDataSet>";
-        for (std::size_t i = 0; i < link.sheets.size(); ++i)
-            x += "<sheetData sheetId=\"" + std::to_string(i) + "\"/>";
-        x += "</sheetDataSet></externalBook></externalLink>";
+            "<externalBook r:id=\"rId1\"><sheetNames/><sheetDataSet/></externalBook>"
+            "</externalLink>";
         b_.package().write(link.part, x);
+        update(link);
         b_.package().write(
             rels_path_for(link.part),
             "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n"
@@ -335,35 +354,75 @@ private:
         return {};
     }
 
-    void add_sheets(Link& link) {
+    // Adds the sheet names and cell values a link lacks to its part.
+    void update(Link& link) {
         std::string bytes = read_or_empty(b_, link.part);
         xml::Document doc;
         if (bytes.empty() || !xml::load(doc, bytes, link.part)) return;
         pugi::xml_node book = xml::child(doc.root(), "externalBook");
         if (!book) return;
         std::string prefix = xml::prefix_of(doc.root());
+        auto element = [&](const char* local) { return prefix + local; };
         pugi::xml_node names = xml::child(book, "sheetNames");
-        if (!names) names = book.prepend_child((prefix + "sheetNames").c_str());
+        if (!names) names = book.prepend_child(element("sheetNames").c_str());
         pugi::xml_node data = xml::child(book, "sheetDataSet");
+        if (!data) data = book.append_child(element("sheetDataSet").c_str());
+        std::map<std::string, int> ids;  // upper-cased sheet name -> sheetId
         int count = 0;
-        std::set<std::string> have;
         for (pugi::xml_node n = names.first_child(); n; n = n.next_sibling())
-            if (n.type() == pugi::node_element) {
-                have.insert(upper(n.attribute("val").value()));
-                ++count;
-            }
+            if (n.type() == pugi::node_element) ids[upper(n.attribute("val").value())] = count++;
         bool changed = false;
-        for (const std::string& s : link.sheets) {
-            if (have.count(upper(s))) continue;
-            names.append_child((prefix + "sheetName").c_str())
+        auto sheet_id = [&](const std::string& sheet) {
+            auto it = ids.find(upper(sheet));
+            if (it != ids.end()) return it->second;
+            names.append_child(element("sheetName").c_str())
                 .append_attribute("val")
-                .set_value(s.c_str());
-            if (data)
-                data.append_child((prefix + "sheetData").c_str())
-                    .append_attribute("sheetId")
-                    .set_value(count);
-            ++count;
+                .set_value(sheet.c_str());
             changed = true;
+            return ids[upper(sheet)] = count++;
+        };
+        for (const std::string& sheet : link.sheets) sheet_id(sheet);
+        for (const auto& [sheet, cells] : link.cells) {
+            int id = sheet_id(sheet);
+            pugi::xml_node sd;
+            for (pugi::xml_node n = data.first_child(); n && !sd; n = n.next_sibling())
+                if (n.type() == pugi::node_element && n.attribute("sheetId").as_int(-1) == id)
+                    sd = n;
+            if (!sd) {
+                sd = data.append_child(element("sheetData").c_str());
+                sd.append_attribute("sheetId").set_value(id);
+            }
+            std::map<int, pugi::xml_node> rows;
+            for (pugi::xml_node r = sd.first_child(); r; r = r.next_sibling())
+                if (r.type() == pugi::node_element) rows[r.attribute("r").as_int()] = r;
+            for (const auto& [at, cell] : cells) {
+                auto [row_number, col] = at;
+                pugi::xml_node row = rows[row_number];
+                if (!row) {
+                    auto next = rows.upper_bound(row_number);
+                    row = next != rows.end() && next->second
+                              ? sd.insert_child_before(element("row").c_str(), next->second)
+                              : sd.append_child(element("row").c_str());
+                    row.append_attribute("r").set_value(row_number);
+                    rows[row_number] = row;
+                }
+                std::string ref = xl::column_letters(col) + std::to_string(row_number);
+                pugi::xml_node before;
+                bool present = false;
+                for (pugi::xml_node c = row.first_child(); c && !before; c = c.next_sibling()) {
+                    auto a = xl::parse_address(c.attribute("r").value());
+                    if (!a) continue;
+                    if (a->first_col == col) present = true;
+                    if (a->first_col >= col) before = c;
+                }
+                if (present) continue;
+                pugi::xml_node c = before ? row.insert_child_before(element("cell").c_str(), before)
+                                          : row.append_child(element("cell").c_str());
+                c.append_attribute("r").set_value(ref.c_str());
+                if (!cell.first.empty()) c.append_attribute("t").set_value(cell.first.c_str());
+                c.append_child(element("v").c_str()).text().set(cell.second.c_str());
+                changed = true;
+            }
         }
         if (changed) b_.package().write(link.part, xml::save(doc));
     }
@@ -570,6 +629,8 @@ private:
     std::string edit_formula(std::string_view f);
     std::string edit_reference(std::string_view f);
     int link_for_source(const std::string& sheet);
+    // Keeps the values of the cells a reference to another sheet of the source uses.
+    void cache_values(const SheetRef& ref);
     Result<void> copy_names();
 
     Sheet& src_;
@@ -636,6 +697,50 @@ int SheetCopy::link_for_source(const std::string& sheet) {
     return links_->index(target, sheet);
 }
 
+void SheetCopy::cache_values(const SheetRef& ref) {
+    // Ranges of whole columns or rows, names and 3-D references are not cached: the first are
+    // too large to copy, the others name no cells of one sheet.
+    constexpr std::int64_t kMostCells = 10000;
+    if (!ref.last.empty()) return;
+    auto area = xl::parse_address(ref.cells);
+    if (!area) return;
+    std::int64_t cells =
+        std::int64_t{area->last_row - area->first_row + 1} * (area->last_col - area->first_col + 1);
+    if (cells > kMostCells) return;
+    xl::Worksheet* ws = sb_.worksheet(ref.first);
+    if (!ws) return;
+    std::string path = sb_.full_name();
+    std::string target = !path.empty() && path.front() == '/' ? "file://" + path : path;
+    ws->for_each_cell(*area, [&](xl::CellRef c) {
+        if (links_->has_cell(target, ref.first, c.row, c.col)) return;
+        xl::Value v = ws->cell_value(c);
+        std::string type, text;
+        if (const double* d = std::get_if<double>(&v)) {
+            char buf[64];
+            text.assign(buf, std::to_chars(buf, buf + sizeof buf, *d).ptr);
+        } else if (const xl::DateTime* t = std::get_if<xl::DateTime>(&v)) {
+            // Days since 1899-12-30 as a serial of the destination's date system.
+            double serial = db_.date1904()   ? t->serial - 1462
+                            : t->serial < 61 ? t->serial - 1
+                                             : t->serial;
+            char buf[64];
+            text.assign(buf, std::to_chars(buf, buf + sizeof buf, serial).ptr);
+        } else if (const bool* b = std::get_if<bool>(&v)) {
+            type = "b";
+            text = *b ? "1" : "0";
+        } else if (const std::string* str = std::get_if<std::string>(&v)) {
+            type = "str";
+            text = *str;
+        } else if (const xl::CellError* e = std::get_if<xl::CellError>(&v)) {
+            type = "e";
+            text = e->code;
+        } else {
+            return;
+        }
+        links_->add_cell(target, ref.first, c.row, c.col, std::move(type), std::move(text));
+    });
+}
+
 std::string SheetCopy::edit_formula(std::string_view f) {
     for (const std::string& n : formula_names(f)) names_used_.insert(upper(n));
     std::string out = rewrite_sheet_refs(f, [&](const SheetRef& r) -> std::optional<std::string> {
@@ -661,6 +766,7 @@ std::string SheetCopy::edit_formula(std::string_view f) {
         // Another sheet of the source workbook: an external reference to the source file.
         int index = link_for_source(r.first);
         if (!r.last.empty()) link_for_source(r.last);
+        cache_values(r);
         e.external = "[" + std::to_string(index) + "]";
         return sheet_ref_text(e);
     });
