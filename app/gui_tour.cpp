@@ -182,6 +182,8 @@ int main(int argc, char** argv) {
         errors->close();
     }
 
+    shoot(&w, QStringLiteral("6-main-after-run.png"));
+
     choose(operations, QStringLiteral("文字列検索"));
     setText(w.pane(), "search", QStringLiteral("とうきょう"));
     w.checkProcess();

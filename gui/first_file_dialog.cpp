@@ -39,7 +39,8 @@ SheetPreview SheetPreview::read(xl::Worksheet& sheet, int max_rows, int max_cols
         const auto k = static_cast<std::size_t>(c.col - p.area.first_col);
         p.cells[r][k] = qs(sheet.cell_text(c));
         const xl::Value v = sheet.cell_value(c);
-        p.numeric[r][k] = std::holds_alternative<double>(v) || std::holds_alternative<xl::DateTime>(v);
+        p.numeric[r][k] =
+            std::holds_alternative<double>(v) || std::holds_alternative<xl::DateTime>(v);
     });
     return p;
 }
@@ -65,17 +66,20 @@ QVariant SheetPreviewModel::data(const QModelIndex& index, int role) const {
     const auto c = static_cast<std::size_t>(index.column());
     switch (role) {
         case Qt::DisplayRole:
-        case Qt::ToolTipRole: return preview_.cells[r][c];
+        case Qt::ToolTipRole:
+            return preview_.cells[r][c];
         case Qt::TextAlignmentRole:
             return QVariant::fromValue(Qt::AlignVCenter |
                                        (preview_.numeric[r][c] ? Qt::AlignRight : Qt::AlignLeft));
-        default: return {};
+        default:
+            return {};
     }
 }
 
 QVariant SheetPreviewModel::headerData(int section, Qt::Orientation orientation, int role) const {
     if (role != Qt::DisplayRole) return {};
-    if (orientation == Qt::Horizontal) return qs(xl::column_letters(preview_.area.first_col + section));
+    if (orientation == Qt::Horizontal)
+        return qs(xl::column_letters(preview_.area.first_col + section));
     return QString::number(preview_.area.first_row + section);
 }
 
@@ -160,18 +164,19 @@ FirstFileDialog::FirstFileDialog(const QString& question, xl::Workbook* book, QW
 
 void FirstFileDialog::showSheet(int row) {
     if (row < 0 || row >= static_cast<int>(sheet_ptrs_.size())) return;
-    SheetPreview p = SheetPreview::read(*sheet_ptrs_[static_cast<std::size_t>(row)],
-                                        kPreviewRows, kPreviewColumns);
+    SheetPreview p = SheetPreview::read(*sheet_ptrs_[static_cast<std::size_t>(row)], kPreviewRows,
+                                        kPreviewColumns);
     if (!p.has_cells) {
         grid_note_->setText(QStringLiteral("グラフシートのため、セルはありません。"));
     } else if (p.truncated) {
-        grid_note_->setText(QStringLiteral("使用範囲 %1 のうち、先頭 %2 を表示しています。")
-                                .arg(qs(xl::format_address(
-                                         sheet_ptrs_[static_cast<std::size_t>(row)]->used_range(),
-                                         false, false)),
-                                     qs(xl::format_address(p.area, false, false))));
+        grid_note_->setText(
+            QStringLiteral("使用範囲 %1 のうち、先頭 %2 を表示しています。")
+                .arg(qs(xl::format_address(sheet_ptrs_[static_cast<std::size_t>(row)]->used_range(),
+                                           false, false)),
+                     qs(xl::format_address(p.area, false, false))));
     } else {
-        grid_note_->setText(QStringLiteral("使用範囲 %1").arg(qs(xl::format_address(p.area, false, false))));
+        grid_note_->setText(
+            QStringLiteral("使用範囲 %1").arg(qs(xl::format_address(p.area, false, false))));
     }
     model_->setPreview(std::move(p));
     // Columns as wide as their text, within reason.

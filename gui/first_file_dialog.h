@@ -19,9 +19,9 @@ namespace sheaflow::gui {
 
 // A snapshot of the top-left corner of a sheet's used range, as displayed text.
 struct SheetPreview {
-    xl::Area area;         // the part of the used range shown
-    bool truncated = false;  // the used range is larger than what is shown
-    bool has_cells = true;   // false for a chart sheet
+    xl::Area area;                            // the part of the used range shown
+    bool truncated = false;                   // the used range is larger than what is shown
+    bool has_cells = true;                    // false for a chart sheet
     std::vector<std::vector<QString>> cells;  // rows of displayed text
     std::vector<std::vector<bool>> numeric;   // cells holding a number or date (right-aligned)
 

@@ -29,8 +29,8 @@ bool GuiHost::yield() {
 
 void GuiHost::message(const std::string& text) {
     ++messages_;
-    QMessageBox box(QMessageBox::NoIcon, QApplication::applicationDisplayName(),
-                    messageText(text), QMessageBox::Ok, window_);
+    QMessageBox box(QMessageBox::NoIcon, QApplication::applicationDisplayName(), messageText(text),
+                    QMessageBox::Ok, window_);
     box.setObjectName("Msgbox_Process");
     box.exec();
 }

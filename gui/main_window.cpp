@@ -18,6 +18,7 @@
 #include <QSplitter>
 #include <QTreeWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "gui/gui_host.h"
 #include "gui/operation_pane.h"
@@ -135,8 +136,8 @@ void MainWindow::buildUi() {
     target_layout->addWidget(subfolders_);
     target_layout->addWidget(files_, 1);
     connect(choose, &QPushButton::clicked, this, [this] {
-        const QString chosen = QFileDialog::getExistingDirectory(
-            this, QStringLiteral("フォルダー指定"), qs(folder_));
+        const QString chosen =
+            QFileDialog::getExistingDirectory(this, QStringLiteral("フォルダー指定"), qs(folder_));
         if (!chosen.isEmpty()) setFolder(chosen);
     });
     connect(folder_edit_, &QLineEdit::editingFinished, this, [this] {
@@ -196,8 +197,8 @@ void MainWindow::buildUi() {
     layout->addWidget(main_split_, 1);
     layout->addLayout(buttons);
 
-    idle_only_ = {categories_, operations_, pane_area_, folder_edit_, choose, reload,
-                  subfolders_, files_, rebuild, end_button_};
+    idle_only_ = {categories_, operations_, pane_area_, folder_edit_, choose,
+                  reload,      subfolders_, files_,     rebuild,      end_button_};
     setMinimumSize(900, 600);
 }
 
@@ -416,6 +417,13 @@ void MainWindow::runOperation() {
     const std::string complaint = checkMessage();
     if (!complaint.empty()) {
         host_->message(complaint);
+        return;
+    }
+    const ops::Procedures* procedures = ops::find_procedures(category_, op_->key_name);
+    if (procedures && procedures->needs_files &&
+        std::none_of(targets_.begin(), targets_.end(),
+                     [](const run::TargetFile& t) { return t.selected; })) {
+        host_->message("対象ファイルが選択されていません。");
         return;
     }
     // The pane is in the parameters; every operation's files are written before the run.

@@ -100,13 +100,13 @@ private:
     bool blink_ = false;
     bool syncing_ = false;
 
-    QTimer timer_;  // Timer1
+    QTimer timer_;                       // Timer1
     QListWidget* categories_ = nullptr;  // List1 index 0
     QListWidget* operations_ = nullptr;  // List1 index 1
     QLabel* pane_caption_ = nullptr;     // Label1
     QScrollArea* pane_area_ = nullptr;   // Pic_Container
     OperationPane* pane_ = nullptr;
-    QLabel* error_label_ = nullptr;  // Lbl_Error_Check
+    QLabel* error_label_ = nullptr;     // Lbl_Error_Check
     QLineEdit* folder_edit_ = nullptr;  // Txt_Folder
     QCheckBox* subfolders_ = nullptr;   // Che_SubFolder
     QTreeWidget* files_ = nullptr;      // Lst_FileName

@@ -52,23 +52,39 @@ OperationPane::OperationPane(const shell::OperationDecl& decl, shell::PaneValues
         const shell::Field& f = decl.fields[i];
         Slot slot;
         switch (f.kind) {
-            case shell::FieldKind::Text: slot = makeText(f); break;
-            case shell::FieldKind::HistoryText: slot = makeHistory(f); break;
-            case shell::FieldKind::Check: slot = makeCheck(f); break;
-            case shell::FieldKind::Option: slot = makeOption(f); break;
+            case shell::FieldKind::Text:
+                slot = makeText(f);
+                break;
+            case shell::FieldKind::HistoryText:
+                slot = makeHistory(f);
+                break;
+            case shell::FieldKind::Check:
+                slot = makeCheck(f);
+                break;
+            case shell::FieldKind::Option:
+                slot = makeOption(f);
+                break;
             case shell::FieldKind::Row:
                 slot = makeMasked(f, "Txt_Gyo", "[0-9]{0,5}", 7, false);
                 break;
             case shell::FieldKind::Column:
                 slot = makeMasked(f, "Txt_Retu", "[A-Za-z]{0,3}", 7, true);
                 break;
-            case shell::FieldKind::Address: slot = makeMasked(f, "Txt_Cell", "", 20, false); break;
+            case shell::FieldKind::Address:
+                slot = makeMasked(f, "Txt_Cell", "", 20, false);
+                break;
             case shell::FieldKind::Number:
                 slot = makeMasked(f, "Txt_Numeric", "-?[0-9]*([.][0-9]*)?", 10, false);
                 break;
-            case shell::FieldKind::Folder: slot = makeChooser(f, true); break;
-            case shell::FieldKind::File: slot = makeChooser(f, false); break;
-            case shell::FieldKind::SheetList: slot = makeSheetList(f); break;
+            case shell::FieldKind::Folder:
+                slot = makeChooser(f, true);
+                break;
+            case shell::FieldKind::File:
+                slot = makeChooser(f, false);
+                break;
+            case shell::FieldKind::SheetList:
+                slot = makeSheetList(f);
+                break;
         }
         slot.field = &f;
         if (!slot.widget) slot.widget = slot.editor;
@@ -199,8 +215,7 @@ OperationPane::Slot OperationPane::makeOption(const shell::Field& f) {
 }
 
 OperationPane::Slot OperationPane::makeMasked(const shell::Field& f, const QString& family,
-                                              const QString& pattern, int width_chars,
-                                              bool upper) {
+                                              const QString& pattern, int width_chars, bool upper) {
     auto* edit = new QLineEdit(this);
     edit->setObjectName(family + u'_' + qs(f.key));
     if (!pattern.isEmpty())
@@ -322,8 +337,8 @@ void OperationPane::showValues() {
     showing_ = true;
     for (std::size_t i = 0; i < slots_.size(); ++i) {
         if (slots_[i].reload_history) slots_[i].reload_history();
-        const std::string& v = i < values_->values.size() ? values_->values[i]
-                                                          : slots_[i].field->default_value;
+        const std::string& v =
+            i < values_->values.size() ? values_->values[i] : slots_[i].field->default_value;
         slots_[i].set(v);
     }
     showing_ = false;

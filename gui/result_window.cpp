@@ -165,9 +165,15 @@ void ResultWindow::render() {
     const report::Page& page = pages_[static_cast<std::size_t>(index)];
     std::string text;
     switch (format()) {
-        case Format::Csv: text = report::Display_CSV_X(shown_, page, "\n"); break;
-        case Format::Fixed: text = report::Display_Kotei_X(shown_, page, "\n"); break;
-        case Format::Tab: text = report::Display_Tab_X(shown_, page, "\n"); break;
+        case Format::Csv:
+            text = report::Display_CSV_X(shown_, page, "\n");
+            break;
+        case Format::Fixed:
+            text = report::Display_Kotei_X(shown_, page, "\n");
+            break;
+        case Format::Tab:
+            text = report::Display_Tab_X(shown_, page, "\n");
+            break;
     }
     display_->setPlainText(qs(text));
 }
@@ -185,17 +191,23 @@ void ResultWindow::copyToClipboard() {
 }
 
 void ResultWindow::print() {
-    const QString text = displayText();
-    if (text.isEmpty()) return;
+    if (displayText().isEmpty()) return;
     QPrinter printer(QPrinter::HighResolution);
     printer.setDocName(windowTitle());
     QPrintDialog dialog(&printer, this);
     dialog.setWindowTitle(QStringLiteral("印刷"));
     if (dialog.exec() != QDialog::Accepted) return;
+    printTo(printer);
+}
+
+bool ResultWindow::printTo(QPrinter& printer) const {
+    const QString text = displayText();
+    if (text.isEmpty()) return false;
     QTextDocument doc;
     doc.setDefaultFont(fixedFont());
     doc.setPlainText(text);
     doc.print(&printer);
+    return true;
 }
 
 void ResultWindow::saveAsWorkbook() {
@@ -206,7 +218,8 @@ void ResultWindow::saveAsWorkbook() {
     QString path = QFileDialog::getSaveFileName(this, QStringLiteral("ブックに保存"), QString(),
                                                 QStringLiteral("Excel ブック (*.xlsx)"));
     if (path.isEmpty()) return;
-    if (!path.endsWith(QStringLiteral(".xlsx"), Qt::CaseInsensitive)) path += QStringLiteral(".xlsx");
+    if (!path.endsWith(QStringLiteral(".xlsx"), Qt::CaseInsensitive))
+        path += QStringLiteral(".xlsx");
     say(this, saveTable(path));
 }
 

@@ -17,6 +17,7 @@ class QCheckBox;
 class QPlainTextEdit;
 class QPushButton;
 class QLabel;
+class QPrinter;
 
 namespace sheaflow::gui {
 
@@ -34,6 +35,8 @@ public:
     // The text of the display box (what copy and print take).
     QString displayText() const;
     int pageCount() const { return static_cast<int>(pages_.size()); }
+    // Prints the shown text on `printer` (a printer or a PDF file); false when there is none.
+    bool printTo(QPrinter& printer) const;
 
 public slots:
     void copyToClipboard();

@@ -30,7 +30,7 @@ class DialogScript : public QObject {
 
 public:
     explicit DialogScript(bool first_file_ok = true);
-    QStringList texts;      // message box texts, in order
+    QStringList texts;  // message box texts, in order
     int first_file_dialogs = 0;
     std::function<void(QWidget*)> inspect;
 

@@ -1,6 +1,8 @@
 // The main window as a user drives it: catalogue choices, the live check of the pane, the
 // target list, a whole run with its confirmation and the result window.
 
+#include "gui/main_window.h"
+
 #include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
@@ -17,7 +19,6 @@
 #include <QThread>
 #include <QTreeWidget>
 
-#include "gui/main_window.h"
 #include "gui/operation_pane.h"
 #include "gui/qt_text.h"
 #include "gui/result_window.h"
@@ -137,13 +138,27 @@ private slots:
         QVERIFY(runButton(w)->isEnabled());
     }
 
+    void a_run_without_a_selected_target_is_refused_with_a_message() {
+        QTemporaryDir dir;
+        MainWindow w(dir.path().toStdString(), {});
+        QVERIFY(choose(categories(w), QStringLiteral("セル")));
+        QVERIFY(choose(operations(w), QStringLiteral("文字列検索")));
+        type(w.pane(), "search", QStringLiteral("東京"));
+        w.checkProcess();
+        QVERIFY(runButton(w)->isEnabled());
+        DialogScript script;
+        runButton(w)->click();
+        QCOMPARE(script.texts, QStringList{QStringLiteral("対象ファイルが選択されていません。")});
+        QVERIFY(!w.running());
+    }
+
     void the_target_folder_and_its_files_come_back_all_selected() {
         QTemporaryDir dir;
         const std::string params = (dir.path() + "/param").toStdString();
         QDir().mkpath(qs(params));
         QDir().mkpath(dir.path() + "/books/sub");
-        for (const char* name : {"/books/b.xlsx", "/books/A.csv", "/books/notes.txt",
-                                 "/books/sub/c.xlsm"}) {
+        for (const char* name :
+             {"/books/b.xlsx", "/books/A.csv", "/books/notes.txt", "/books/sub/c.xlsm"}) {
             QFile f(dir.path() + name);
             QVERIFY(f.open(QIODevice::WriteOnly));
         }

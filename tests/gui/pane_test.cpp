@@ -32,7 +32,12 @@ shell::OperationDecl everyKind() {
         {"search", FieldKind::HistoryText, "検索文字", "", {}, 0, true},
         {"replace", FieldKind::HistoryText, "置換文字", "", {}, 1, false},
         {"flag", FieldKind::Check, "区別する", "0", {}, -1, false},
-        {"mode", FieldKind::Option, "検索対象", "", {{"formulas", "数式"}, {"values", "値"}}, -1,
+        {"mode",
+         FieldKind::Option,
+         "検索対象",
+         "",
+         {{"formulas", "数式"}, {"values", "値"}},
+         -1,
          false},
         {"row", FieldKind::Row, "行", "", {}, -1, false},
         {"col", FieldKind::Column, "列", "", {}, -1, false},
@@ -55,12 +60,13 @@ private slots:
         QTest::addColumn<QStringList>("values");
         // Japanese text with commas and quotes, an option with no choice, sheet names with
         // blanks: each must come back exactly as stored.
-        QTest::newRow("filled") << QStringList{"東京, 大阪",  "\"値\"",   "とうきょう", "1",
-                                               "values",      "12345",    "AB",         "Sheet1!$A$1:C5",
-                                               "-1.5",        "/tmp/出力", "/tmp/a b.xlsm", "表 1\tSheet2"};
+        QTest::newRow("filled") << QStringList{"東京, 大阪", "\"値\"",         "とうきょう",
+                                               "1",          "values",         "12345",
+                                               "AB",         "Sheet1!$A$1:C5", "-1.5",
+                                               "/tmp/出力",  "/tmp/a b.xlsm",  "表 1\tSheet2"};
         QTest::newRow("empty") << QStringList{"", "", "", "0", "", "", "", "", "", "", "", ""};
-        QTest::newRow("first option") << QStringList{"", "", "", "0", "formulas", "", "",
-                                                     "",  "", "", "", "集計"};
+        QTest::newRow("first option")
+            << QStringList{"", "", "", "0", "formulas", "", "", "", "", "", "", "集計"};
     }
 
     void values_round_trip() {

@@ -1,17 +1,20 @@
 // The result window: pages, the three renderings, repeat suppression, copy to the clipboard with
 // its two messages, and saving the table as a workbook.
 
+#include "gui/result_window.h"
+
 #include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
+#include <QFile>
+#include <QPrinter>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include "gui/qt_text.h"
-#include "gui/result_window.h"
 #include "gui_test.h"
 #include "report/result_table.h"
 
@@ -95,6 +98,24 @@ private slots:
         const QString fixed = w.displayText();
         QVERIFY(!fixed.contains(u'\t') && !fixed.contains(QStringLiteral("xlsx,")));
         QVERIFY(fixed.contains(QStringLiteral("東京へ移転予定")));
+    }
+
+    void printing_to_a_pdf_file_writes_the_list() {
+        QTemporaryDir dir;
+        const QString pdf = dir.path() + "/一覧.pdf";
+        QPrinter printer(QPrinter::HighResolution);
+        printer.setOutputFormat(QPrinter::PdfFormat);
+        printer.setOutputFileName(pdf);
+        ResultWindow empty({});
+        empty.setTable(report::ResultTable(), QStringLiteral("空"));
+        QVERIFY(!empty.printTo(printer));
+        ResultWindow w({});
+        w.setTable(searchList(), QStringLiteral("一覧"));
+        QVERIFY(w.printTo(printer));
+        QFile f(pdf);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        QVERIFY(f.read(5) == "%PDF-");
+        QVERIFY(f.size() > 1000);
     }
 };
 

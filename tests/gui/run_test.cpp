@@ -72,7 +72,10 @@ struct Fixture {
     QTemporaryDir dir;
     QString books = dir.path() + QStringLiteral("/ブック");
     std::string params = (dir.path() + QStringLiteral("/Temp")).toStdString();
-    Fixture() { QDir().mkpath(books); QDir().mkpath(qs(params)); }
+    Fixture() {
+        QDir().mkpath(books);
+        QDir().mkpath(qs(params));
+    }
 };
 
 }  // namespace
