@@ -147,26 +147,32 @@ Result<std::string> Package::inflate(const Entry& e, std::uint64_t limit) const 
         return broken("部品「" + e.name + "」を読み込めません（" + zip_error_text(zip_.get()) +
                       "）");
     }
+    // Read straight into the result, sized by the directory; a part longer than declared grows
+    // it up to the limit.
     std::string out;
     std::uint64_t want = std::min<std::uint64_t>(e.source_size, limit);
-    out.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(want, 64u << 20)));
-    char buf[65536];
-    while (out.size() < limit) {
-        std::uint64_t chunk = std::min<std::uint64_t>(sizeof buf, limit - out.size());
-        zip_int64_t got = zip_fread(f.get(), buf, chunk);
+    out.resize(static_cast<std::size_t>(std::min<std::uint64_t>(want, 256u << 20)));
+    std::size_t filled = 0;
+    while (filled < limit) {
+        if (filled == out.size()) {
+            std::uint64_t grow =
+                std::min<std::uint64_t>(std::max<std::size_t>(out.size(), 65536), limit - filled);
+            out.resize(out.size() + static_cast<std::size_t>(grow));
+        }
+        zip_int64_t got = zip_fread(f.get(), out.data() + filled, out.size() - filled);
         if (got < 0) {
             // A checksum that disagrees with the inflated data: other readers (and the
             // application, after its repair prompt) accept such parts, and so does this one;
             // the part's XML is still checked when it is parsed.
             zip_error_t* fe = zip_file_get_error(f.get());
             if (fe && zip_error_code_zip(fe) == ZIP_ER_CRC) break;
-        }
-        if (got < 0)
             return broken("部品「" + e.name + "」が壊れています（" +
                           std::string(zip_file_strerror(f.get())) + "）");
+        }
         if (got == 0) break;
-        out.append(buf, static_cast<std::size_t>(got));
+        filled += static_cast<std::size_t>(got);
     }
+    out.resize(filled);
     if (limit == kMaxPartSize + 1 && out.size() > kMaxPartSize)
         return Error::make(Error::Code::TooLarge,
                            "部品「" + e.name + "」の展開後のサイズが上限（1 GB）を超えています",

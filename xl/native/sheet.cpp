@@ -128,13 +128,15 @@ std::string Sheet::display_text(const Cell& c) const {
         case CellKind::Blank:
             return {};
         case CellKind::Number:
-            return numfmt::format_number(c.number, st.format_code(c.style), book_.date1904());
-        case CellKind::SharedString:
-            return numfmt::format_text(
-                book_.shared_strings().at(static_cast<std::size_t>(c.number)),
-                st.format_code(c.style));
-        case CellKind::String:
-            return numfmt::format_text(part_->table().text(c.text), st.format_code(c.style));
+            return st.compiled(c.style).render(c.number, book_.date1904());
+        case CellKind::SharedString: {
+            const std::string& s = book_.shared_strings().at(static_cast<std::size_t>(c.number));
+            return st.shows_text_as_is(c.style) ? s : st.compiled(c.style).render_text(s);
+        }
+        case CellKind::String: {
+            const std::string& s = part_->table().text(c.text);
+            return st.shows_text_as_is(c.style) ? s : st.compiled(c.style).render_text(s);
+        }
         case CellKind::Bool:
             return c.number != 0 ? "TRUE" : "FALSE";
         case CellKind::Error:

@@ -10,6 +10,7 @@ Result<void> Styles::parse(std::string_view bytes, const std::string& part_name)
     xf_quote_.clear();
     custom_.clear();
     codes_.clear();
+    compiled_.clear();
     for (pugi::xml_node n = xml::child(root(), "numFmts").first_child(); n; n = n.next_sibling())
         if (xml::local_name(n.name()) == "numFmt")
             custom_[n.attribute("numFmtId").as_int(-1)] = n.attribute("formatCode").value();
@@ -45,6 +46,19 @@ bool Styles::is_date(std::uint32_t xf) const {
     if (xf >= date_.size()) return false;
     if (date_[xf] < 0) date_[xf] = numfmt::is_date_code(format_code(xf)) ? 1 : 0;
     return date_[xf] == 1;
+}
+
+const numfmt::CompiledFormat& Styles::compiled(std::uint32_t xf) const {
+    int id = num_fmt_id(xf);
+    auto it = compiled_.find(id);
+    if (it == compiled_.end())
+        it = compiled_.emplace(id, numfmt::CompiledFormat::compile(format_code(xf))).first;
+    return it->second;
+}
+
+bool Styles::shows_text_as_is(std::uint32_t xf) const {
+    const std::string& code = format_code(xf);
+    return code == "General" || code == "@";
 }
 
 bool Styles::quote_prefix(std::uint32_t xf) const { return xf < xf_quote_.size() && xf_quote_[xf]; }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "util/result.h"
+#include "xl/native/numfmt.h"
 #include "xl/native/xml.h"
 
 namespace sheaflow::xl::native {
@@ -28,6 +29,10 @@ public:
     const std::string& format_code(std::uint32_t xf) const;
     // True when the cell format shows dates or times.
     bool is_date(std::uint32_t xf) const;
+    // The number format of a cell format, parsed once.
+    const numfmt::CompiledFormat& compiled(std::uint32_t xf) const;
+    // True when the format shows a text cell's text as it is (General, "@").
+    bool shows_text_as_is(std::uint32_t xf) const;
     // True when the cell format carries the quote prefix (text typed with a leading apostrophe).
     bool quote_prefix(std::uint32_t xf) const;
 
@@ -38,9 +43,10 @@ private:
     bool dirty_ = false;
     std::vector<int> xf_num_fmt_;
     std::vector<bool> xf_quote_;
-    std::unordered_map<int, std::string> custom_;         // numFmtId -> code
-    mutable std::unordered_map<int, std::string> codes_;  // resolved codes by id
-    mutable std::vector<std::int8_t> date_;               // per xf: -1 unknown, 0, 1
+    std::unordered_map<int, std::string> custom_;                       // numFmtId -> code
+    mutable std::unordered_map<int, std::string> codes_;                // resolved codes by id
+    mutable std::vector<std::int8_t> date_;                             // per xf: -1 unknown, 0, 1
+    mutable std::unordered_map<int, numfmt::CompiledFormat> compiled_;  // by numFmtId
 };
 
 }  // namespace sheaflow::xl::native
