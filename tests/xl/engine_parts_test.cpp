@@ -28,6 +28,9 @@ TEST(WorksheetPartParse, refuses_what_is_not_well_formed) {
         "<worksheet><sheetData><row r=\"1\"><c r=\"A1\"><v>1</v></c></row></sheetData></sheet>",
         "<worksheet><![CDATA[never closed</worksheet>",
         "<worksheet><!-- never closed </worksheet>",
+        "<worksheet><sheetData/><sheetData/></worksheet>",
+        "<worksheet><sheetData><row r=\"1\"><c r=\"A1\" t=\"s\"><v "
+        "a=\"<\">1</v></c></row></sheetData></worksheet>",
     };
     for (const char* x : bad) {
         WorksheetPart p;

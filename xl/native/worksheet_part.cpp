@@ -425,6 +425,7 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
                     if (auto v = xml::find_attr(t.attrs, "codeName"))
                         code_name_ = xml::unescape(*v);
                 } else if (local == "sheetData") {
+                    if (has_sheet_data_) return broken(part_name);  // only one is allowed
                     has_sheet_data_ = true;
                     sheet_data_begin_ = t.begin;
                     if (t.self_closing) {

@@ -1,0 +1,130 @@
+// Files that are not workbooks, or damaged ones: each gives one clear Japanese error and never a
+// crash, a hang or an open workbook that would later write garbage.
+
+#include <gtest/gtest.h>
+
+#include "engine_helpers.h"
+#include "xl/native/engine.h"
+
+namespace sheaflow::xl::native {
+namespace {
+
+using testing::EngineTempDir;
+
+std::string fixture_bytes() {
+    return testing::read_file(std::string(SHEAFLOW_TEST_DATA_DIR) + "/engine/cells.xlsx");
+}
+
+// The central directory record of an entry ("PK\1\2" ... name).
+std::size_t central_record(const std::string& zip, const std::string& name) {
+    std::size_t pos = 0;
+    while ((pos = zip.find(std::string("PK\x01\x02", 4), pos)) != std::string::npos) {
+        auto u16 = [&](std::size_t at) {
+            return static_cast<unsigned char>(zip[at]) | static_cast<unsigned char>(zip[at + 1])
+                                                             << 8;
+        };
+        std::size_t len = u16(pos + 28);
+        if (zip.compare(pos + 46, len, name) == 0) return pos;
+        pos += 4;
+    }
+    return std::string::npos;
+}
+
+TEST(EngineBadInput, each_kind_of_bad_file_gives_a_message) {
+    EngineTempDir dir;
+    std::string good = fixture_bytes();
+    ASSERT_FALSE(good.empty());
+    // A part that claims to inflate to 4 GB.
+    std::string bomb = good;
+    std::size_t rec = central_record(bomb, "xl/workbook.xml");
+    ASSERT_NE(rec, std::string::npos);
+    for (int i = 0; i < 4; ++i) bomb[rec + 24 + i] = static_cast<char>(0xF0 | (i == 0 ? 0 : 0x0F));
+    // The workbook part replaced by text that is not XML (same length keeps the zip intact).
+    struct Case {
+        const char* name;
+        std::string bytes;
+        const char* expected;  // part of the message
+    } cases[] = {
+        {"empty.xlsx", "", "空です"},
+        {"text.xlsx", "氏名,住所\r\n山田,東京\r\n", "Excel のブックではありません"},
+        {"half.xlsx", good.substr(0, good.size() / 2), "を開けません"},
+        {"tail.xlsx", good.substr(good.size() / 2), "を開けません"},
+        {"bomb.xlsx", bomb, "上限"},
+        {"ole.xlsx",
+         std::string("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8) + std::string(600, '\0') +
+             std::string("E\0n\0c\0r\0y\0p\0t\0e\0d\0P\0a\0c\0k\0a\0g\0e\0", 32),
+         "暗号化"},
+        {"biff.xls", std::string("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8) + std::string(600, '\0'),
+         "LibreOffice"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        testing::write_file(dir.file(c.name), c.bytes);
+        auto app = create_application();
+        auto book = app->workbooks().open(dir.file(c.name), false);
+        ASSERT_FALSE(book);
+        EXPECT_NE(book.error().message.find(c.expected), std::string::npos) << book.error().message;
+        EXPECT_NE(book.error().message.find(c.name), std::string::npos) << book.error().message;
+        EXPECT_EQ(app->workbooks().count(), 0);
+    }
+    auto app = create_application();
+    auto missing = app->workbooks().open(dir.file("nothing.xlsx"), true);
+    ASSERT_FALSE(missing);
+    EXPECT_EQ(missing.error().code, Error::Code::NotFound);
+}
+
+TEST(EngineBadInput, a_damaged_sheet_is_reported_and_refuses_changes) {
+    // Same length as the original part keeps the archive valid: the sheet's XML is cut short.
+    std::string bytes = fixture_bytes();
+    EngineTempDir dir;
+    std::string path = dir.file("damaged.xlsx");
+    {
+        // Rewrite the sheet part through the package layer.
+        auto pkg = Package::open_memory(bytes);
+        ASSERT_TRUE(pkg);
+        auto sheet = (*pkg)->read("xl/worksheets/sheet1.xml");
+        ASSERT_TRUE(sheet);
+        (*pkg)->write("xl/worksheets/sheet1.xml", sheet->substr(0, sheet->size() / 2));
+        ASSERT_TRUE((*pkg)->save(path));
+    }
+    auto app = create_application();
+    auto book = app->workbooks().open(path, false);
+    ASSERT_TRUE(book) << book.error().message;  // the book itself opens
+    Worksheet* ws = (*book)->worksheet(1);
+    auto check = ws->check();
+    ASSERT_FALSE(check);
+    EXPECT_NE(check.error().message.find("データ"), std::string::npos);
+    EXPECT_EQ(ws->cell_value({1, 1}), Value{});
+    EXPECT_FALSE(ws->set_cell_value({1, 1}, 1.0));
+    ReplaceOptions o;
+    o.what = "a";
+    o.replacement = "b";
+    EXPECT_FALSE(ws->cells().replace(o));
+    // The other sheet is fine, and a save keeps the damaged part as it was.
+    EXPECT_EQ((*book)->worksheet(2)->cell_value({1, 2}), Value(2.0));
+    ASSERT_TRUE((*book)->save_as(dir.file("again.xlsx"), xlOpenXMLWorkbook));
+    EXPECT_EQ(testing::package_difference(path, dir.file("again.xlsx")), "");
+}
+
+TEST(EngineActivate, the_active_sheet_and_selected_tabs_follow_activate) {
+    EngineTempDir dir;
+    auto app = create_application();
+    auto book =
+        app->workbooks().open(std::string(SHEAFLOW_TEST_DATA_DIR) + "/engine/cells.xlsx", false);
+    ASSERT_TRUE(book);
+    ASSERT_TRUE((*book)->worksheet("Prefixed")->activate());
+    ASSERT_TRUE((*book)->save_as(dir.file("a.xlsx"), xlOpenXMLWorkbook));
+    auto pkg = Package::open_file(dir.file("a.xlsx"));
+    ASSERT_TRUE(pkg);
+    EXPECT_NE((*(*pkg)->read("xl/workbook.xml")).find("activeTab=\"2\""), std::string::npos);
+    EXPECT_EQ((*(*pkg)->read("xl/worksheets/sheet1.xml")).find("tabSelected"), std::string::npos);
+    EXPECT_NE((*(*pkg)->read("xl/worksheets/sheet2.xml")).find("tabSelected=\"1\""),
+              std::string::npos);
+    auto app2 = create_application();
+    auto again = app2->workbooks().open(dir.file("a.xlsx"), true);
+    ASSERT_TRUE(again);
+    EXPECT_EQ((*again)->active_sheet()->name(), "Prefixed");
+}
+
+}  // namespace
+}  // namespace sheaflow::xl::native
