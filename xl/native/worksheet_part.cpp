@@ -188,7 +188,7 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
     tab_selected_ = tab_selected_changed_ = reordered_ = root_self_closing_ = false;
     insert_pos_ = 0;
     has_sheet_data_ = sheet_data_self_closing_ = false;
-    view_tag_begin_ = view_tag_end_ = 0;
+    view_tag_begin_ = view_tag_end_ = dimension_tag_begin_ = dimension_tag_end_ = 0;
     dirty_ = false;
     if (source_.size() >= 0xFFFFFFF0u) return broken(part_name);
 
@@ -424,6 +424,9 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
                 if (local == "sheetPr") {
                     if (auto v = xml::find_attr(t.attrs, "codeName"))
                         code_name_ = xml::unescape(*v);
+                } else if (local == "dimension" && dimension_tag_end_ == 0) {
+                    dimension_tag_begin_ = t.begin;
+                    dimension_tag_end_ = t.end;
                 } else if (local == "sheetData") {
                     if (has_sheet_data_) return broken(part_name);  // only one is allowed
                     has_sheet_data_ = true;
@@ -823,23 +826,44 @@ std::string WorksheetPart::serialize() const {
     std::string out;
     out.reserve(source_.size() + source_.size() / 8 + 256);
     std::size_t pos = 0;
-    if (tab_selected_changed_ && view_tag_end_ > view_tag_begin_) {
-        std::string_view tag =
-            std::string_view(source_).substr(view_tag_begin_, view_tag_end_ - view_tag_begin_);
+    bool any_rows_dirty =
+        std::any_of(table_.rows.begin(), table_.rows.end(), [](const Row& r) { return r.dirty; });
+    // Start tags before the cells that change with them: the dimension (the used range, which
+    // readers take as a hint) and the first sheet view's selected flag.
+    auto rewrite_tag = [&](std::size_t begin, std::size_t end, std::string_view name,
+                           std::optional<std::string_view> value) {
+        std::string_view tag = std::string_view(source_).substr(begin, end - begin);
         auto name_end = tag.find_first_of(" \t\r\n/>");
         bool self_closing = tag.size() >= 2 && tag[tag.size() - 2] == '/';
         std::string_view attrs =
             tag.substr(name_end, tag.size() - name_end - (self_closing ? 2 : 1));
-        out.append(source_, 0, view_tag_begin_);
+        out.append(source_, pos, begin - pos);
         out += '<';
         out.append(tag.substr(1, name_end - 1));
-        out += xml::set_attr(attrs, "tabSelected",
-                             tab_selected_ ? std::optional<std::string_view>("1") : std::nullopt);
+        out += xml::set_attr(attrs, name, value);
         out += self_closing ? "/>" : ">";
-        pos = view_tag_end_;
+        pos = end;
+    };
+    if (any_rows_dirty && dimension_tag_end_ > dimension_tag_begin_ &&
+        (!has_sheet_data_ || dimension_tag_end_ <= sheet_data_begin_)) {
+        std::int32_t r1 = 0, r2 = 0, c1 = 0, c2 = 0;
+        for (const Row& row : table_.rows) {
+            for (std::uint32_t i = row.first; i < row.last; ++i) {
+                const Cell& c = table_.cells[i];
+                if (!c.has_content() && c.style == 0) continue;
+                if (r1 == 0) r1 = row.r;
+                r2 = row.r;
+                c1 = c1 == 0 ? c.col : std::min(c1, c.col);
+                c2 = std::max(c2, c.col);
+            }
+        }
+        std::string ref =
+            r1 == 0 ? std::string("A1") : format_address(Area{r1, c1, r2, c2}, false, false);
+        rewrite_tag(dimension_tag_begin_, dimension_tag_end_, "ref", ref);
     }
-    bool any_rows_dirty =
-        std::any_of(table_.rows.begin(), table_.rows.end(), [](const Row& r) { return r.dirty; });
+    if (tab_selected_changed_ && view_tag_end_ > view_tag_begin_ && view_tag_begin_ >= pos)
+        rewrite_tag(view_tag_begin_, view_tag_end_, "tabSelected",
+                    tab_selected_ ? std::optional<std::string_view>("1") : std::nullopt);
     if (!any_rows_dirty) {
         out.append(source_, pos, std::string::npos);
         return out;

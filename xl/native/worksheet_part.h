@@ -65,6 +65,7 @@ private:
     bool root_self_closing_ = false;  // <worksheet .../> with nothing inside
     std::string root_name_;
     std::size_t view_tag_begin_ = 0, view_tag_end_ = 0;  // first <sheetView ...> start tag
+    std::size_t dimension_tag_begin_ = 0, dimension_tag_end_ = 0;  // <dimension .../>
     bool has_sheet_data_ = false;
     bool sheet_data_self_closing_ = false;
     std::size_t sheet_data_begin_ = 0;  // "<sheetData"
