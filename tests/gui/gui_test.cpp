@@ -23,6 +23,7 @@ void DialogScript::poll() {
     QWidget* modal = QApplication::activeModalWidget();
     if (!modal || !modal->isVisible()) return;
     if (inspect) inspect(modal);
+    if (!modal->isVisible()) return;  // answered by `inspect`
     if (auto* box = qobject_cast<QMessageBox*>(modal)) {
         texts << box->text();
         if (QAbstractButton* ok = box->button(QMessageBox::Ok)) {

@@ -24,7 +24,7 @@ struct Register {
 
 // Answers every modal dialog that opens while it lives: message boxes get OK, the first-file
 // confirmation gets `first_file_ok` (OK or Cancel). Each dialog's text is recorded, and
-// `inspect` (when set) sees the dialog before it is answered.
+// `inspect` (when set) sees the dialog before it is answered, and may answer it itself.
 class DialogScript : public QObject {
     Q_OBJECT
 

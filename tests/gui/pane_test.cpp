@@ -3,15 +3,21 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QFileDialog>
 #include <QGroupBox>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPushButton>
 #include <QRadioButton>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include "gui/operation_pane.h"
+#include "gui/qt_text.h"
 #include "gui_test.h"
+#include "shell/settings.h"
 
 namespace sheaflow::gui::test {
 
@@ -137,6 +143,39 @@ private slots:
         pane.storeValues();
         QCOMPARE(stored.values[4], std::string("values"));
         QCOMPARE(stored.values[1], std::string("a"));
+    }
+
+    void a_folder_chooser_remembers_its_last_folder() {
+        QTemporaryDir dir;
+        const QString chosen = dir.path() + QStringLiteral("/出力先");
+        QVERIFY(QDir().mkpath(chosen));
+        const shell::OperationDecl decl = everyKind();
+        shell::PaneValues stored;
+        stored.values.assign(decl.fields.size(), "");
+        const std::string prefix = dir.path().toStdString() + "/Test_All_";
+        OperationPane pane(decl, stored, prefix);
+        auto* browse = pane.findChild<QPushButton*>("Cmd_Control_folder");
+        QVERIFY(browse);
+
+        QString started_in;
+        DialogScript script;
+        script.inspect = [&](QWidget* modal) {
+            if (auto* d = qobject_cast<QFileDialog*>(modal)) {
+                started_in = d->directory().absolutePath();
+                d->setDirectory(chosen);
+                d->selectFile(chosen);
+                static_cast<QDialog*>(d)->accept();
+            }
+        };
+        browse->click();
+        QCOMPARE(qobject_cast<QLineEdit*>(pane.editor("folder"))->text(), chosen);
+        QCOMPARE(qs(shell::Fldg_Full_Name_Read(prefix + "folder")), chosen);
+        QVERIFY(QFile::exists(dir.path() + "/Test_All_folder_Fldg.txt"));
+
+        // With the box emptied, the chooser opens where it was last left.
+        qobject_cast<QLineEdit*>(pane.editor("folder"))->clear();
+        browse->click();
+        QCOMPARE(started_in, chosen);
     }
 };
 
