@@ -163,7 +163,6 @@ private slots:
             if (auto* d = qobject_cast<QFileDialog*>(modal)) {
                 started_in = d->directory().absolutePath();
                 d->setDirectory(chosen);
-                d->selectFile(chosen);
                 static_cast<QDialog*>(d)->accept();
             }
         };
