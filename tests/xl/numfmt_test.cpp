@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <string>
 #include <thread>
 #include <vector>
@@ -126,6 +128,25 @@ TEST(numfmt_test, fractions) {
         {-0.5, "?/?", "-1/2"},
         {0.5, "0 ?/?", "0 1/2"},
     });
+}
+
+// Long denominators are found through the continued fraction, not by trying each one: the result
+// must still be the closest fraction that fits, checked here by brute force up to 99,999.
+TEST(numfmt_test, long_denominators_give_the_closest_fraction) {
+    for (double x : {0.1428571, 0.3183099, 0.7071067811, 0.0001234, 0.999991, 0.5}) {
+        std::string text = numfmt::format_number(x, "????\?/?????");
+        auto slash = text.find('/');
+        ASSERT_NE(slash, std::string::npos) << x << " -> " << text;
+        double p = std::stod(text.substr(0, slash));
+        double q = std::stod(text.substr(slash + 1));
+        ASSERT_LE(q, 99999) << text;
+        double best = 1;
+        for (int d = 1; d <= 99999; ++d) {
+            double n = std::round(x * d);
+            best = std::min(best, std::fabs(x - n / d));
+        }
+        EXPECT_LE(std::fabs(x - p / q), best + 1e-12) << x << " -> " << text;
+    }
 }
 
 TEST(numfmt_test, sections_and_minus_sign) {

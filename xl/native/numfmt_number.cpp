@@ -237,18 +237,57 @@ std::string render_scientific(const Section& s, double magnitude) {
 }
 
 // The closest fraction num/den to `x` with den up to `max_den` (the smallest such den on ties).
+// Small limits are searched denominator by denominator; large ones ("??????" codes) through the
+// continued fraction of `x`, whose convergents and semiconvergents are the best approximations,
+// so that a nine-digit denominator costs a few steps rather than a billion.
 void best_fraction(double x, long long max_den, long long& num, long long& den) {
     num = std::llround(x);
     den = 1;
     double best = std::fabs(x - static_cast<double>(num));
-    for (long long q = 2; q <= max_den && best > 0; ++q) {
-        long long p = std::llround(x * static_cast<double>(q));
+    if (max_den <= 9999) {
+        for (long long q = 2; q <= max_den && best > 0; ++q) {
+            long long p = std::llround(x * static_cast<double>(q));
+            double err = std::fabs(x - static_cast<double>(p) / static_cast<double>(q));
+            if (err < best - 1e-12) {
+                best = err;
+                num = p;
+                den = q;
+            }
+        }
+        return;
+    }
+    auto consider = [&](long long p, long long q) {
         double err = std::fabs(x - static_cast<double>(p) / static_cast<double>(q));
-        if (err < best - 1e-12) {
+        if (err < best - 1e-12 || (err <= best + 1e-12 && q < den)) {
             best = err;
             num = p;
             den = q;
         }
+    };
+    // h/k are the convergents: h(-1)/k(-1) = 1/0, h(0)/k(0) = a0/1.
+    double a = std::floor(x);
+    long long h_prev = 1, k_prev = 0;
+    auto h = static_cast<long long>(a);
+    long long k = 1;
+    double rest = x - a;
+    for (int step = 0; step < 64 && rest > 1e-15 && best > 0; ++step) {
+        double inv = 1.0 / rest;
+        double next = std::floor(inv);
+        if (next > 1e15) break;
+        auto ai = static_cast<long long>(next);
+        if (k > 0 && ai > (max_den - k_prev) / k) {
+            // The next convergent's denominator passes the limit: the best semiconvergent left.
+            long long t = (max_den - k_prev) / k;
+            if (t > 0) consider(t * h + h_prev, t * k + k_prev);
+            break;
+        }
+        long long h_next = ai * h + h_prev, k_next = ai * k + k_prev;
+        h_prev = h;
+        k_prev = k;
+        h = h_next;
+        k = k_next;
+        consider(h, k);
+        rest = inv - next;
     }
 }
 
