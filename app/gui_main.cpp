@@ -3,17 +3,16 @@
 #include <QCommandLineParser>
 #include <QMessageBox>
 
+#include "gui/application.h"
 #include "gui/main_window.h"
 #include "gui/qt_text.h"
 #include "shell/settings.h"
 #include "xl/native/engine.h"
 
 int main(int argc, char** argv) {
-    QApplication::setHighDpiScaleFactorRoundingPolicy(
-        Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+    sheaflow::gui::prepareApplication();
     QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("sheaflow"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Sheaflow"));
+    sheaflow::gui::setUpApplication(app);
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Sheaflow: batch operations on workbooks"));

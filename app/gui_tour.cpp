@@ -19,6 +19,7 @@
 #include <QWindow>
 #include <cstdio>
 
+#include "gui/application.h"
 #include "gui/first_file_dialog.h"
 #include "gui/main_window.h"
 #include "gui/operation_pane.h"
@@ -111,11 +112,9 @@ bool makeBooks(const QString& folder) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    QApplication::setHighDpiScaleFactorRoundingPolicy(
-        Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+    sheaflow::gui::prepareApplication();
     QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("sheaflow"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Sheaflow"));
+    sheaflow::gui::setUpApplication(app);
     QCommandLineParser parser;
     const QCommandLineOption out({QStringLiteral("out")}, QStringLiteral("screenshot folder"),
                                  QStringLiteral("folder"), QStringLiteral("screenshots"));
