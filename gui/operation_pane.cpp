@@ -238,37 +238,35 @@ OperationPane::Slot OperationPane::makeMasked(const shell::Field& f, const QStri
 }
 
 OperationPane::Slot OperationPane::makeChooser(const shell::Field& f, bool folder) {
+    // The path is typed or chosen; a path field with a history offers its earlier entries.
+    Slot s = f.history >= 0 ? makeHistory(f) : makeText(f);
+    if (f.history < 0) s.editor->setObjectName(QStringLiteral("Txt_File_") + qs(f.key));
     auto* box = new QWidget(this);
     auto* layout = new QHBoxLayout(box);
     layout->setContentsMargins(0, 0, 0, 0);
-    auto* edit = new QLineEdit(box);
-    edit->setObjectName(QStringLiteral("Txt_File_") + qs(f.key));
+    s.editor->setParent(box);
     auto* browse = new QPushButton(QStringLiteral("参照…"), box);
     browse->setObjectName(QStringLiteral("Cmd_Control_") + qs(f.key));
-    layout->addWidget(edit, 1);
+    layout->addWidget(s.editor, 1);
     layout->addWidget(browse);
-    connect(edit, &QLineEdit::textEdited, this, &OperationPane::edited);
     const std::string base = fldg_prefix_ + f.key;
-    connect(browse, &QPushButton::clicked, this, [this, edit, base, folder, caption = f.caption] {
-        QString start = edit->text();
-        if (start.isEmpty()) start = qs(shell::Fldg_Full_Name_Read(base));
-        QString chosen;
-        if (folder) {
-            chosen = QFileDialog::getExistingDirectory(this, qs(caption), start);
-        } else {
-            chosen = QFileDialog::getOpenFileName(this, qs(caption), start,
-                                                  QStringLiteral("すべてのファイル (*)"));
-        }
-        if (chosen.isEmpty()) return;
-        edit->setText(chosen);
-        shell::Fldg_Full_Name_Write(base, ss(chosen));
-        emit edited();
-    });
-    Slot s;
-    s.editor = edit;
+    connect(browse, &QPushButton::clicked, this,
+            [this, get = s.get, set = s.set, base, folder, caption = f.caption] {
+                QString start = qs(get());
+                if (start.isEmpty()) start = qs(shell::Fldg_Full_Name_Read(base));
+                QString chosen;
+                if (folder) {
+                    chosen = QFileDialog::getExistingDirectory(this, qs(caption), start);
+                } else {
+                    chosen = QFileDialog::getOpenFileName(this, qs(caption), start,
+                                                          QStringLiteral("すべてのファイル (*)"));
+                }
+                if (chosen.isEmpty()) return;
+                set(ss(chosen));
+                shell::Fldg_Full_Name_Write(base, ss(chosen));
+                emit edited();
+            });
     s.widget = box;
-    s.get = [edit] { return ss(edit->text()); };
-    s.set = [edit](const std::string& v) { edit->setText(qs(v)); };
     return s;
 }
 

@@ -32,7 +32,7 @@ shell::OperationDecl everyKind() {
     d.name = "全種類";
     d.key_name = d.name;
     d.main_file = "Test_All.txt";
-    d.history_files = {"Test_All_T0.txt", "Test_All_T1.txt"};
+    d.history_files = {"Test_All_T0.txt", "Test_All_T1.txt", "Test_All_T2.txt"};
     d.fields = {
         {"text", FieldKind::Text, "文字", "", {}, -1, false},
         {"search", FieldKind::HistoryText, "検索文字", "", {}, 0, true},
@@ -50,7 +50,7 @@ shell::OperationDecl everyKind() {
         {"cell", FieldKind::Address, "セル", "", {}, -1, false},
         {"count", FieldKind::Number, "件数", "", {}, -1, false},
         {"folder", FieldKind::Folder, "フォルダー", "", {}, -1, false},
-        {"file", FieldKind::File, "ファイル", "", {}, -1, false},
+        {"file", FieldKind::File, "ファイル", "", {}, 2, false},
         {"sheets", FieldKind::SheetList, "シート", "", {}, -1, false},
     };
     return d;
@@ -80,7 +80,7 @@ private slots:
         const shell::OperationDecl decl = everyKind();
         shell::PaneValues stored;
         for (const QString& v : values) stored.values.push_back(v.toStdString());
-        stored.histories = {{"古い", "もっと古い"}, {}};
+        stored.histories = {{"古い", "もっと古い"}, {}, {"/tmp/前.xlsm"}};
         const shell::PaneValues original = stored;
         QTemporaryDir dir;
         OperationPane pane(decl, stored, dir.path().toStdString() + "/Test_All_");
