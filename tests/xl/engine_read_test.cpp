@@ -110,6 +110,7 @@ TEST(EngineReadEmpty, a_new_workbook_has_one_empty_sheet) {
     ASSERT_EQ((*b)->worksheet_count(), 1);
     Worksheet* ws = (*b)->worksheet(1);
     EXPECT_EQ(ws->name(), "Sheet1");
+    EXPECT_EQ(ws->code_name(), "Sheet1");
     EXPECT_EQ(ws->used_range(), (Area{1, 1, 1, 1}));
     EXPECT_EQ(ws->count_a(ws->used_range()), 0);
     EXPECT_EQ(app->workbooks().count(), 1);

@@ -9,6 +9,7 @@
 #include "xl/native/csv.h"
 #include "xl/native/engine.h"
 #include "xl/native/safe_file.h"
+#include "xl/native/structure_support.h"
 
 namespace sheaflow::xl::native {
 
@@ -294,7 +295,10 @@ void Book::init_new(const std::string& sheet_name) {
     package_->write("xl/workbook.xml", wb);
     package_->write("xl/_rels/workbook.xml.rels", kNewWorkbookRels);
     package_->write("xl/styles.xml", kNewStyles);
-    package_->write("xl/worksheets/sheet1.xml", WorksheetPart::empty_xml(true));
+    // The application gives the first sheet of a new workbook (and of an opened CSV file) the
+    // code name Sheet1.
+    package_->write("xl/worksheets/sheet1.xml",
+                    structure::with_code_name(WorksheetPart::empty_xml(true), "Sheet1"));
     workbook_part_name_ = "xl/workbook.xml";
     (void)workbook_.parse(wb, workbook_part_name_);
     (void)workbook_rels_.parse(kNewWorkbookRels, "xl/_rels/workbook.xml.rels");
