@@ -29,6 +29,7 @@ TEST(WorksheetPartParse, refuses_what_is_not_well_formed) {
         "<worksheet><![CDATA[never closed</worksheet>",
         "<worksheet><!-- never closed </worksheet>",
         "<worksheet><sheetData/><sheetData/></worksheet>",
+        "<worksheet><sheetData/></worksheet>text after the root",
         "<worksheet><sheetData><row r=\"1\"><c r=\"A1\" t=\"s\"><v "
         "a=\"<\">1</v></c></row></sheetData></worksheet>",
     };
@@ -36,6 +37,9 @@ TEST(WorksheetPartParse, refuses_what_is_not_well_formed) {
         WorksheetPart p;
         EXPECT_FALSE(p.parse(x, "xl/worksheets/sheet1.xml")) << x;
     }
+    // A byte-order mark before the declaration is fine.
+    WorksheetPart bom;
+    EXPECT_TRUE(bom.parse("\xEF\xBB\xBF" + kHead + "<sheetData/></worksheet>", "s"));
     // Odd but readable: references beyond the grid are skipped to the next column, unknown
     // types read as empty, rows out of order are put in order.
     WorksheetPart p;

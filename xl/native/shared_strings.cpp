@@ -45,7 +45,7 @@ Result<void> SharedStrings::parse(std::string xml_text, const std::string& part_
         if (t.kind == xml::Token::Kind::Start) {
             std::string_view local = xml::local_name(t.name);
             if (depth == 0) {
-                if (local != "sst") return broken(part_name);
+                if (local != "sst" || root_seen) return broken(part_name);
                 root_seen = true;
                 root_begin_ = t.begin;
                 root_end_ = t.end;
@@ -88,6 +88,7 @@ Result<void> SharedStrings::parse(std::string xml_text, const std::string& part_
             }
             if (depth == 0) close_pos_ = t.begin;
         } else if (t.kind == xml::Token::Kind::Text) {
+            if (depth == 0 && !xml::is_space(t.text)) return broken(part_name);
             if (t_depth >= 0 && skip_depth < 0) {
                 if (t.cdata)
                     current.append(t.text);

@@ -469,6 +469,8 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
                 insert_pos_ = t.begin;
                 insert_found = true;
             }
+        } else if (t.kind == Kind::Text && depth == 0 && !xml::is_space(t.text)) {
+            return broken(part_name);  // text outside the root element
         }
     }
     if (!root_seen || depth != 0) return broken(part_name);

@@ -27,6 +27,13 @@ void escape_attr(std::string_view s, std::string& out);
 std::string decode_ooxml_escapes(std::string_view s);
 std::string encode_ooxml_escapes(std::string_view s);
 
+// True when the text is only XML white space (or empty).
+inline bool is_space(std::string_view s) {
+    for (char c : s)
+        if (c != ' ' && c != '\t' && c != '\r' && c != '\n') return false;
+    return true;
+}
+
 // The local part of a qualified name ("x:row" -> "row").
 inline std::string_view local_name(std::string_view qname) {
     auto colon = qname.find(':');
@@ -51,7 +58,10 @@ struct Token {
 // track depth; a scanner may start inside an element (`pos`).
 class Scanner {
 public:
-    explicit Scanner(std::string_view src, std::size_t pos = 0) : src_(src), pos_(pos) {}
+    // A UTF-8 byte-order mark at the start is passed over.
+    explicit Scanner(std::string_view src, std::size_t pos = 0) : src_(src), pos_(pos) {
+        if (pos_ == 0 && src_.substr(0, 3) == "\xEF\xBB\xBF") pos_ = 3;
+    }
     Token next();
     std::size_t pos() const { return pos_; }
     std::string_view source() const { return src_; }
