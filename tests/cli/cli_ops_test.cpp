@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <fstream>
 
+#include "cli/cli_support.h"
 #include "shell/catalogue.h"
 #include "shell/temp_dir.h"
 #include "util/file.h"
@@ -13,33 +14,11 @@
 namespace sheaflow {
 namespace {
 
-struct Outcome {
-    int code = -1;
-    std::string out;
-    std::string err;
-};
-
-std::string quote(const std::string& s) {
-    std::string q = "'";
-    for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return q + "'";
-}
+using cli_test::Outcome;
 
 Outcome run(const std::vector<std::string>& args) {
     testing::TempDir tmp;
-    std::string cmd = quote(SHEAFLOW_CLI_PATH);
-    for (const auto& a : args) cmd += " " + quote(a);
-    cmd += " 2>" + quote(tmp.file("err"));
-    Outcome r;
-    FILE* p = ::popen(cmd.c_str(), "r");
-    if (p == nullptr) return r;
-    char buf[4096];
-    std::size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) r.out.append(buf, n);
-    int status = ::pclose(p);
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    file::read_all(tmp.file("err"), r.err);
-    return r;
+    return cli_test::run_cli(args, tmp.file("err"));
 }
 
 std::vector<std::string> lines(const std::string& s) {

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "cli/cli_support.h"
 #include "shell/temp_dir.h"
 #include "util/file.h"
 #include "util/text.h"
@@ -18,17 +19,8 @@ namespace fs = std::filesystem;
 namespace sheaflow {
 namespace {
 
-struct Outcome {
-    int code = -1;
-    std::string out;
-    std::string err;
-};
-
-std::string quote(const std::string& s) {
-    std::string q = "'";
-    for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return q + "'";
-}
+using cli_test::Outcome;
+using cli_test::quote;
 
 std::string capture(const std::string& cmd) {
     std::string out;
@@ -52,21 +44,10 @@ protected:
     }
 
     Outcome run(std::vector<std::string> args) {
-        std::string cmd = quote(SHEAFLOW_CLI_PATH) + " run";
+        args.insert(args.begin(), "run");
         args.push_back("--param-dir");
         args.push_back(params_);
-        for (const auto& a : args) cmd += " " + quote(a);
-        cmd += " </dev/null 2>" + quote(tmp_.file("err"));
-        Outcome r;
-        FILE* p = ::popen(cmd.c_str(), "r");
-        if (p == nullptr) return r;
-        char buf[4096];
-        std::size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) r.out.append(buf, n);
-        int status = ::pclose(p);
-        r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        (void)file::read_all(tmp_.file("err"), r.err);
-        return r;
+        return cli_test::run_cli(args, tmp_.file("err"));
     }
 
     void copy_fixture(const std::string& as) {
