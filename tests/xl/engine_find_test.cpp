@@ -68,6 +68,10 @@ TEST_F(EngineFind, orders_and_directions) {
     o.search_order = xlByRows;
     o.search_direction = xlPrevious;
     EXPECT_EQ(r.find(o)->address(false, false), "B3");
+    o.search_order = xlByColumns;
+    EXPECT_EQ(r.find(o)->address(false, false), "C2");
+    EXPECT_EQ(r.find(o, CellRef{3, 2})->address(false, false), "B1");
+    o.search_order = xlByRows;
     // Find after a given cell.
     o.search_direction = xlNext;
     EXPECT_EQ(r.find(o, CellRef{2, 1})->address(false, false), "C2");

@@ -411,7 +411,8 @@ Result<void> Sheet::set_cell_formula(CellRef at, const std::string& formula_or_c
 // Find and Replace
 
 const std::vector<std::pair<std::int32_t, std::int32_t>>& Sheet::column_order() {
-    if (!by_columns_valid_) {
+    // Cells added by any path change the count; the order is then built again.
+    if (!by_columns_valid_ || by_columns_.size() != part_->table().cells.size()) {
         by_columns_.clear();
         const CellTable& t = part_->table();
         by_columns_.reserve(t.cells.size());
