@@ -28,13 +28,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             ws->cell_text(c);
             ws->cell_number_format_local(c);
         });
-        FindSpec spec;
-        spec.what = "a*";
-        ws->find(used, spec, std::nullopt);
-        spec.look_in = xlComments;
-        ws->find(used, spec, std::nullopt);
-        spec.what = "1";
-        (void)ws->replace(used, spec, "2");
+        FindSpec criteria;
+        criteria.what = "a*";
+        ws->find(used, criteria, std::nullopt);
+        criteria.look_in = xlComments;
+        ws->find(used, criteria, std::nullopt);
+        criteria.what = "1";
+        (void)ws->replace(used, criteria, "2");
         (void)ws->set_cell_value({used.last_row + 1, 1}, std::string("x"));
     }
     (void)b.flush();

@@ -206,24 +206,24 @@ std::optional<Range> Range::find(const FindOptions& o, std::optional<CellRef> af
     if (o.look_at) st.look_at = *o.look_at;
     if (o.search_order) st.search_order = *o.search_order;
     if (o.match_byte) st.match_byte = *o.match_byte;
-    FindSpec spec;
-    spec.what = o.what;
-    spec.look_in = st.look_in;
-    spec.look_at = st.look_at;
-    spec.search_order = st.search_order;
-    spec.search_direction = o.search_direction.value_or(xlNext);
-    spec.match_case = o.match_case.value_or(false);
-    spec.match_byte = st.match_byte;
-    st.last = spec;
-    auto hit = sheet_->find(area_, spec, after);
+    FindSpec criteria;
+    criteria.what = o.what;
+    criteria.look_in = st.look_in;
+    criteria.look_at = st.look_at;
+    criteria.search_order = st.search_order;
+    criteria.search_direction = o.search_direction.value_or(xlNext);
+    criteria.match_case = o.match_case.value_or(false);
+    criteria.match_byte = st.match_byte;
+    st.last = criteria;
+    auto hit = sheet_->find(area_, criteria, after);
     if (!hit) return std::nullopt;
     return Range(*sheet_, Area{hit->row, hit->col, hit->row, hit->col});
 }
 
 std::optional<Range> Range::find_next(const Range& after) const {
-    const FindSpec& spec = sheet_->parent().application().find_state.last;
+    const FindSpec& criteria = sheet_->parent().application().find_state.last;
     CellRef start{after.area().first_row, after.area().first_col};
-    auto hit = sheet_->find(area_, spec, start);
+    auto hit = sheet_->find(area_, criteria, start);
     if (!hit) return std::nullopt;
     return Range(*sheet_, Area{hit->row, hit->col, hit->row, hit->col});
 }
@@ -234,14 +234,14 @@ Result<bool> Range::replace(const ReplaceOptions& o) {
     if (o.search_order) st.search_order = *o.search_order;
     if (o.match_case) st.match_case = *o.match_case;
     if (o.match_byte) st.match_byte = *o.match_byte;
-    FindSpec spec;
-    spec.what = o.what;
-    spec.look_in = xlFormulas;
-    spec.look_at = st.look_at;
-    spec.search_order = st.search_order;
-    spec.match_case = st.match_case;
-    spec.match_byte = st.match_byte;
-    return sheet_->replace(area_, spec, o.replacement);
+    FindSpec criteria;
+    criteria.what = o.what;
+    criteria.look_in = xlFormulas;
+    criteria.look_at = st.look_at;
+    criteria.search_order = st.search_order;
+    criteria.match_case = st.match_case;
+    criteria.match_byte = st.match_byte;
+    return sheet_->replace(area_, criteria, o.replacement);
 }
 
 std::int64_t Range::count_a() const { return sheet_->count_a(area_); }

@@ -207,9 +207,9 @@ public:
 
     // The engine's search and replace over an area (Range::find and Range::replace resolve the
     // kept settings and call these).
-    virtual std::optional<CellRef> find(const Area& area, const FindSpec& spec,
+    virtual std::optional<CellRef> find(const Area& area, const FindSpec& criteria,
                                         std::optional<CellRef> after) = 0;
-    virtual Result<bool> replace(const Area& area, const FindSpec& spec,
+    virtual Result<bool> replace(const Area& area, const FindSpec& criteria,
                                  const std::string& replacement) = 0;
     virtual std::int64_t count_a(const Area& area) = 0;
     // Whether the sheet's cells can be read; the error describes a damaged sheet (reading such a

@@ -111,8 +111,8 @@ TEST(CellTextChecks, first_complaint_of_each_operation) {
 
 class CellTextTest : public ::testing::Test {
 protected:
-    FakeWorkbook& open(const FakeBookSpec& spec, const std::string& path = "/t/本.xlsx") {
-        world_.books[path] = spec;
+    FakeWorkbook& open(const FakeBookSpec& criteria, const std::string& path = "/t/本.xlsx") {
+        world_.books[path] = criteria;
         auto b = app_.workbooks().open(path, false);
         EXPECT_TRUE(b.has_value());
         session_.folder = "/t";
@@ -174,11 +174,11 @@ TEST_F(CellTextTest, search_options_map_to_the_find_arguments) {
     set_pane(p);
     ASSERT_TRUE(ops::Excel_セル_文字列検索(session_));
     EXPECT_EQ(column(2), (std::vector<std::string>{"", "A1  値=abc  計算式=abc"}));
-    const xl::FindSpec& spec = app_.find_state.last;
-    EXPECT_EQ(spec.look_in, xl::xlValues);
-    EXPECT_EQ(spec.look_at, xl::xlWhole);
-    EXPECT_TRUE(spec.match_case);
-    EXPECT_TRUE(spec.match_byte);
+    const xl::FindSpec& criteria = app_.find_state.last;
+    EXPECT_EQ(criteria.look_in, xl::xlValues);
+    EXPECT_EQ(criteria.look_at, xl::xlWhole);
+    EXPECT_TRUE(criteria.match_case);
+    EXPECT_TRUE(criteria.match_byte);
 
     // Neither look-in option: LookIn stays as the previous search left it.
     p.look_in = "";

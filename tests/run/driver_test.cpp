@@ -88,10 +88,10 @@ protected:
     void TearDown() override { fs::remove_all(dir_); }
 
     // A target that exists on disk (for the pre-run check and the locks) and in the fake world.
-    void add_book(const std::string& name, FakeBookSpec spec = {{{"Sheet1"}}, 1},
+    void add_book(const std::string& name, FakeBookSpec criteria = {{{"Sheet1"}}, 1},
                   bool selected = true) {
         std::ofstream(dir_ / name) << "x";
-        world_.books[(dir_ / name).string()] = std::move(spec);
+        world_.books[(dir_ / name).string()] = std::move(criteria);
         files_.push_back({dir_.string(), name, selected});
         if (selected) g_seen.all_targets.push_back((dir_ / name).string());
     }
@@ -284,10 +284,10 @@ TEST_F(DriverTest, cancel_mid_run_leaves_the_loop_before_the_next_file) {
 }
 
 TEST_F(DriverTest, all_sheets_loop_visits_worksheets_only_and_restores_the_active_sheet) {
-    FakeBookSpec spec{
+    FakeBookSpec criteria{
         {{"表1"}, {"グラフ1", xl::xlChart}, {"マクロ1", xl::xlExcel4MacroSheet}, {"表2"}, {"表3"}},
         4};
-    add_book("a.xlsx", spec);
+    add_book("a.xlsx", criteria);
     world_.charts_in_worksheets = true;  // the loop must test Type itself
     auto out = run(updating_op(), "すべてのシート_セル");
     ASSERT_TRUE(out.checked);

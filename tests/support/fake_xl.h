@@ -37,7 +37,7 @@ class FakeWorkbook;
 
 class FakeWorksheet : public xl::Worksheet {
 public:
-    FakeWorksheet(FakeWorkbook& book, FakeSheetSpec spec) : book_(book), spec_(std::move(spec)) {
+    FakeWorksheet(FakeWorkbook& book, FakeSheetSpec criteria) : book_(book), spec_(std::move(criteria)) {
         for (auto& [addr, f] : spec_.cells) {
             auto a = xl::parse_address(addr);
             cells_[{a->first_row, a->first_col}] = f;
@@ -101,13 +101,13 @@ public:
         for (auto& [k, f] : cells_)
             if (area.contains({k.first, k.second})) v({k.first, k.second});
     }
-    std::optional<xl::CellRef> find(const xl::Area& area, const xl::FindSpec& spec,
+    std::optional<xl::CellRef> find(const xl::Area& area, const xl::FindSpec& criteria,
                                     std::optional<xl::CellRef> after) override {
         ++finds;
         if (fail_find) return std::nullopt;
         std::vector<xl::CellRef> order;
         for (auto& [k, f] : cells_)
-            if (area.contains({k.first, k.second}) && matches(k, spec))
+            if (area.contains({k.first, k.second}) && matches(k, criteria))
                 order.push_back({k.first, k.second});
         if (order.empty()) return std::nullopt;
         xl::CellRef start = after.value_or(xl::CellRef{area.first_row, area.first_col});
@@ -115,21 +115,21 @@ public:
             if (c.row > start.row || (c.row == start.row && c.col > start.col)) return c;
         return order.front();
     }
-    Result<bool> replace(const xl::Area& area, const xl::FindSpec& spec,
+    Result<bool> replace(const xl::Area& area, const xl::FindSpec& criteria,
                          const std::string& replacement) override {
         ++replaces;
-        last_spec = spec;
+        last_spec = criteria;
         if (!refuse_replace.empty()) return Error::failed(refuse_replace);
         for (auto& [k, f] : cells_) {
-            if (!area.contains({k.first, k.second}) || !matches(k, spec)) continue;
-            if (spec.look_at == xl::xlWhole) {
+            if (!area.contains({k.first, k.second}) || !matches(k, criteria)) continue;
+            if (criteria.look_at == xl::xlWhole) {
                 f = replacement;
             } else {
                 std::string out;
                 std::size_t pos = 0, hit;
-                while ((hit = f.find(spec.what, pos)) != std::string::npos) {
+                while ((hit = f.find(criteria.what, pos)) != std::string::npos) {
                     out += f.substr(pos, hit - pos) + replacement;
-                    pos = hit + spec.what.size();
+                    pos = hit + criteria.what.size();
                 }
                 f = out + f.substr(pos);
             }
@@ -161,17 +161,17 @@ public:
     bool fail_find = false;
 
 private:
-    bool matches(const std::pair<int, int>& k, const xl::FindSpec& spec) {
+    bool matches(const std::pair<int, int>& k, const xl::FindSpec& criteria) {
         std::string hay =
-            spec.look_in == xl::xlValues ? cell_text({k.first, k.second}) : cells_.at(k);
-        std::string what = spec.what;
-        if (!spec.match_case) {
+            criteria.look_in == xl::xlValues ? cell_text({k.first, k.second}) : cells_.at(k);
+        std::string what = criteria.what;
+        if (!criteria.match_case) {
             for (char& ch : hay)
                 ch = static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
             for (char& ch : what)
                 ch = static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
         }
-        return spec.look_at == xl::xlWhole ? hay == what : hay.find(what) != std::string::npos;
+        return criteria.look_at == xl::xlWhole ? hay == what : hay.find(what) != std::string::npos;
     }
 
     FakeWorkbook& book_;
@@ -181,11 +181,11 @@ private:
 
 class FakeWorkbook : public xl::Workbook {
 public:
-    FakeWorkbook(FakeApplication& app, std::string path, const FakeBookSpec& spec, bool ro)
+    FakeWorkbook(FakeApplication& app, std::string path, const FakeBookSpec& criteria, bool ro)
         : app_(app), path_(std::move(path)), read_only_(ro) {
-        for (const auto& s : spec.sheets)
+        for (const auto& s : criteria.sheets)
             sheets_.push_back(std::make_unique<FakeWorksheet>(*this, s));
-        active_ = spec.active - 1;
+        active_ = criteria.active - 1;
     }
     xl::Application& application() override;
     std::string name() const override { return path_.substr(path_.rfind('/') + 1); }
@@ -363,8 +363,8 @@ inline Result<xl::Workbook*> FakeWorkbooks::open(const std::string& path, bool r
 inline Result<xl::Workbook*> FakeWorkbooks::add() {
     std::string name = "Book" + std::to_string(app_.world.log.adds.size() + 1);
     app_.world.log.adds.push_back(name);
-    FakeBookSpec spec{{{"Sheet1"}}, 1};
-    auto book = std::make_unique<FakeWorkbook>(app_, "/mem/" + name, spec, false);
+    FakeBookSpec criteria{{{"Sheet1"}}, 1};
+    auto book = std::make_unique<FakeWorkbook>(app_, "/mem/" + name, criteria, false);
     FakeWorkbook* raw = book.get();
     books.push_back(std::move(book));
     app_.active = raw;

@@ -175,11 +175,11 @@ TEST(MatcherReplace, replacement_by_pattern) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
-        FindSpec spec;
-        spec.what = c.what;
-        spec.look_at = c.look_at;
-        spec.match_case = c.match_case;
-        Matcher m(spec);
+        FindSpec criteria;
+        criteria.what = c.what;
+        criteria.look_at = c.look_at;
+        criteria.match_case = c.match_case;
+        Matcher m(criteria);
         auto out = m.replace(c.text, "--");
         if (c.expected)
             EXPECT_EQ(out, std::optional<std::string>(c.expected));

@@ -481,11 +481,11 @@ void Book::cells_changed() {
     workbook_.set_full_calc_on_load();
 }
 
-std::int8_t& Book::match_memo(const FindSpec& spec, std::size_t index) {
-    std::string key = spec.what;
+std::int8_t& Book::match_memo(const FindSpec& criteria, std::size_t index) {
+    std::string key = criteria.what;
     key += '\0';
-    key += std::to_string(spec.look_at) + (spec.match_case ? "C" : "c") +
-           (spec.match_byte ? "B" : "b");
+    key += std::to_string(criteria.look_at) + (criteria.match_case ? "C" : "c") +
+           (criteria.match_byte ? "B" : "b");
     if (key != memo_key_) {
         memo_key_ = std::move(key);
         memo_.clear();

@@ -51,9 +51,9 @@ public:
     Result<void> set_cell_value(CellRef c, const Value& v) override;
     Result<void> set_cell_formula(CellRef c, const std::string& formula_or_constant) override;
     void for_each_cell(const Area& area, const std::function<void(CellRef)>& visit) override;
-    std::optional<CellRef> find(const Area& area, const FindSpec& spec,
+    std::optional<CellRef> find(const Area& area, const FindSpec& criteria,
                                 std::optional<CellRef> after) override;
-    Result<bool> replace(const Area& area, const FindSpec& spec,
+    Result<bool> replace(const Area& area, const FindSpec& criteria,
                          const std::string& replacement) override;
     std::int64_t count_a(const Area& area) override;
     Result<void> check() override;
@@ -155,9 +155,9 @@ public:
     // Records that cell contents changed: the calculation chain goes and a full recalculation
     // is requested for the next open.
     void cells_changed();
-    // Whether shared string `index` matches the search `spec` (0 not known yet, 1 yes, 2 no),
+    // Whether shared string `index` matches the search `criteria` (0 not known yet, 1 yes, 2 no),
     // kept while the same search is repeated (FindNext loops).
-    std::int8_t& match_memo(const FindSpec& spec, std::size_t index);
+    std::int8_t& match_memo(const FindSpec& criteria, std::size_t index);
     // Writes every changed part object into the package.
     Result<void> flush();
     // Sheet structure (xl/native/structure*.cpp): the sheet list changed, so the active tab

@@ -6,9 +6,9 @@
 
 namespace sheaflow::xl::native {
 
-Matcher::Matcher(const FindSpec& spec)
-    : whole_(spec.look_at == xlWhole), match_case_(spec.match_case), match_byte_(spec.match_byte) {
-    std::u32string raw = text::to_u32(spec.what);
+Matcher::Matcher(const FindSpec& criteria)
+    : whole_(criteria.look_at == xlWhole), match_case_(criteria.match_case), match_byte_(criteria.match_byte) {
+    std::u32string raw = text::to_u32(criteria.what);
     // Fold the literal characters the same way as the searched text, keeping wildcards apart.
     std::u32string pending;
     auto flush = [&]() {

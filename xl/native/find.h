@@ -13,7 +13,7 @@ namespace sheaflow::xl::native {
 
 class Matcher {
 public:
-    explicit Matcher(const FindSpec& spec);
+    explicit Matcher(const FindSpec& criteria);
 
     // False for an empty search text: it matches nothing.
     bool valid() const { return !pattern_.empty(); }

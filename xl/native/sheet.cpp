@@ -476,24 +476,24 @@ std::string Sheet::comment_text(CellRef c) {
     return {};
 }
 
-std::optional<CellRef> Sheet::find(const Area& area, const FindSpec& spec,
+std::optional<CellRef> Sheet::find(const Area& area, const FindSpec& criteria,
                                    std::optional<CellRef> after) {
-    Matcher m(spec);
+    Matcher m(criteria);
     if (!m.valid()) return std::nullopt;
     auto p = part();
     if (!p) return std::nullopt;
     const CellTable& t = (*p)->table();
     CellRef start =
         after && area.contains(*after) ? *after : CellRef{area.first_row, area.first_col};
-    bool by_cols = spec.search_order == xlByColumns;
-    bool forward = spec.search_direction != xlPrevious;
+    bool by_cols = criteria.search_order == xlByColumns;
+    bool forward = criteria.search_direction != xlPrevious;
     using Key = std::pair<std::int32_t, std::int32_t>;
     auto key_of = [&](CellRef c) { return by_cols ? Key{c.col, c.row} : Key{c.row, c.col}; };
 
     // The candidates in search order: (row, col) of cells, or of comments for xlComments.
     std::vector<Key> comment_keys;
     std::size_t n = 0;
-    if (spec.look_in == xlComments) {
+    if (criteria.look_in == xlComments) {
         if (!ensure_comments()) return std::nullopt;
         for (const auto& [ref, text] : comments_) comment_keys.push_back(key_of(ref));
         std::sort(comment_keys.begin(), comment_keys.end());
@@ -505,7 +505,7 @@ std::optional<CellRef> Sheet::find(const Area& area, const FindSpec& spec,
     }
     if (n == 0) return std::nullopt;
     auto candidate = [&](std::size_t i) -> CellRef {
-        if (spec.look_in == xlComments)
+        if (criteria.look_in == xlComments)
             return by_cols ? CellRef{comment_keys[i].second, comment_keys[i].first}
                            : CellRef{comment_keys[i].first, comment_keys[i].second};
         if (by_cols) return CellRef{by_columns_[i].second, by_columns_[i].first};
@@ -527,24 +527,24 @@ std::optional<CellRef> Sheet::find(const Area& area, const FindSpec& spec,
     const bool dates_can_match = m.may_match_within(U"0123456789/: AMPamp");
     auto test = [&](CellRef c) -> bool {
         if (!area.contains(c)) return false;
-        if (spec.look_in == xlComments) return m.matches(comment_text(c));
+        if (criteria.look_in == xlComments) return m.matches(comment_text(c));
         const Cell* cell = t.find(c.row, c.col);
         if (!cell || !cell->has_content()) return false;
         if (!cell->has_formula() && cell->kind == CellKind::SharedString) {
             // The text itself, in formulas and under a format that shows text as it is.
             const std::string& code = styles.format_code(cell->style);
-            if (spec.look_in != xlValues || code == "General" || code == "@") {
+            if (criteria.look_in != xlValues || code == "General" || code == "@") {
                 auto idx = static_cast<std::size_t>(cell->number);
-                std::int8_t& known = book_.match_memo(spec, idx);
+                std::int8_t& known = book_.match_memo(criteria, idx);
                 if (known == 0) known = m.matches(book_.shared_strings().at(idx)) ? 1 : 2;
                 return known == 1;
             }
         }
-        if (spec.look_in != xlValues && !cell->has_formula() && cell->kind == CellKind::Number &&
+        if (criteria.look_in != xlValues && !cell->has_formula() && cell->kind == CellKind::Number &&
             !(styles.is_date(cell->style) ? dates_can_match : numbers_can_match))
             return false;
         std::string s =
-            spec.look_in == xlValues ? display_text(*cell) : formula_bar_text(c.row, *cell);
+            criteria.look_in == xlValues ? display_text(*cell) : formula_bar_text(c.row, *cell);
         return m.matches(s);
     };
     // First position whose key is greater than the start (forward) or not less (backward).
@@ -566,9 +566,9 @@ std::optional<CellRef> Sheet::find(const Area& area, const FindSpec& spec,
     return std::nullopt;
 }
 
-Result<bool> Sheet::replace(const Area& area, const FindSpec& spec,
+Result<bool> Sheet::replace(const Area& area, const FindSpec& criteria,
                             const std::string& replacement) {
-    Matcher m(spec);
+    Matcher m(criteria);
     if (!m.valid()) return true;
     auto p = part();
     if (!p) return p.error();
