@@ -95,8 +95,7 @@ std::u32string to_u32(std::string_view s) {
     return out;
 }
 
-std::string to_utf8(char32_t c) {
-    std::string out;
+void append_utf8(char32_t c, std::string& out) {
     if (c < 0x80) {
         out += static_cast<char>(c);
     } else if (c < 0x800) {
@@ -112,13 +111,18 @@ std::string to_utf8(char32_t c) {
         out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
         out += static_cast<char>(0x80 | (c & 0x3F));
     }
+}
+
+std::string to_utf8(char32_t c) {
+    std::string out;
+    append_utf8(c, out);
     return out;
 }
 
 std::string to_utf8(std::u32string_view s) {
     std::string out;
     out.reserve(s.size());
-    for (char32_t c : s) out += to_utf8(c);
+    for (char32_t c : s) append_utf8(c, out);
     return out;
 }
 

@@ -13,6 +13,8 @@ namespace sheaflow::text {
 std::u32string to_u32(std::string_view utf8);
 std::string to_utf8(std::u32string_view s);
 std::string to_utf8(char32_t c);
+// Appends the UTF-8 bytes of one code point.
+void append_utf8(char32_t c, std::string& out);
 
 bool is_valid_utf8(std::string_view bytes);
 // Number of characters (code points).

@@ -9,24 +9,6 @@ namespace sheaflow::xl::native::xml {
 
 namespace {
 
-void append_utf8(char32_t c, std::string& out) {
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-    } else if (c < 0x800) {
-        out += static_cast<char>(0xC0 | (c >> 6));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out += static_cast<char>(0xE0 | (c >> 12));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (c >> 18));
-        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-}
-
 int hex_value(char c) {
     if (c >= '0' && c <= '9') return c - '0';
     if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -85,7 +67,7 @@ bool unescape(std::string_view raw, std::string& out) {
                 ok = false;
                 out.append(raw.substr(amp, semi - amp + 1));
             } else {
-                append_utf8(c, out);
+                text::append_utf8(c, out);
             }
         } else {
             // An entity we do not know stays as written (no DTD is ever expanded).
@@ -172,7 +154,7 @@ std::string decode_ooxml_escapes(std::string_view s) {
                 v = v * 16 + h;
             }
             if (hex) {
-                append_utf8(static_cast<char32_t>(v), out);
+                text::append_utf8(static_cast<char32_t>(v), out);
                 i += 7;
                 continue;
             }
