@@ -3,16 +3,28 @@
 #include "shell/operation.h"
 
 namespace sheaflow::ops {
+namespace {
+
+// Every table of procedures, in dispatch order: one line per topic file.
+using TableFn = std::span<const Procedures> (*)();
+const TableFn kTables[] = {
+    cell_procedures,
+    sheet_procedures,
+    book_procedures,
+    tool_procedures,
+};
+
+}  // namespace
 
 const Procedures* find_procedures(std::string_view category, std::string_view key_name) {
-    for (auto table : {cell_procedures(), sheet_procedures(), book_procedures(), tool_procedures()})
-        for (const Procedures& p : table)
+    for (TableFn table : kTables)
+        for (const Procedures& p : table())
             if (p.category == category && p.key_name == key_name) return &p;
     std::string_view base = category;
     std::string_view prefix = shell::kAllSheetsPrefix;
     if (base.substr(0, prefix.size()) == prefix) base.remove_prefix(prefix.size());
-    for (auto table : {cell_procedures(), sheet_procedures(), book_procedures(), tool_procedures()})
-        for (const Procedures& p : table)
+    for (TableFn table : kTables)
+        for (const Procedures& p : table())
             if (p.category == base && p.key_name == key_name) return &p;
     return nullptr;
 }

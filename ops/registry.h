@@ -54,7 +54,8 @@ struct Procedures {
     bool no_events = false;
 };
 
-// Tables of each operation area, in dispatch order.
+// Tables of procedures, one per topic file (ops/<area>/<topic>.cpp ends in its table); the
+// registry lists them all in dispatch order.
 std::span<const Procedures> cell_procedures();
 std::span<const Procedures> sheet_procedures();
 std::span<const Procedures> book_procedures();
