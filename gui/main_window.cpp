@@ -436,6 +436,7 @@ void MainWindow::runOperation() {
     request.name = op_->key_name;
     request.params = &params;
     request.files = &targets_;
+    request.procedures = procedures;
     table_.clear();
     host_->resetCancel();
     status_->clear();

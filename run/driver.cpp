@@ -4,7 +4,6 @@
 #include <ctime>
 #include <exception>
 
-#include "ops/registry.h"
 #include "run/locks.h"
 #include "run/session.h"
 #include "shell/operation.h"
@@ -74,7 +73,7 @@ std::string elapsed_text(Clock::duration d) {
 }
 
 // Runs an operation procedure; whatever it throws becomes the pending error of that file.
-Result<void> call(ops::ExecFn fn, Session& s) {
+Result<void> call(ExecFn fn, Session& s) {
     try {
         return fn(s);
     } catch (const std::exception& e) {
@@ -116,7 +115,7 @@ private:
     report::RecordStore& store_;
     const ApplicationFactory& factory_;
 
-    const ops::Procedures* proc_ = nullptr;
+    const Procedures* proc_ = nullptr;
     std::unique_ptr<xl::Application> app_;
     std::unique_ptr<Session> session_;
     FileLocks locks_;
@@ -129,11 +128,10 @@ private:
 
 RunOutcome Driver::run() {
     const Clock::time_point start = Clock::now();
-    proc_ = req_.procedures ? req_.procedures
-                            : ops::find_procedures(req_.category, text::upper(req_.name));
+    proc_ = req_.procedures;
     if (!proc_ || !req_.params) {
         out_.checked = false;
-        out_.check_message = ops::kNotImplemented;
+        out_.check_message = kNotImplemented;
         return out_;
     }
     const shell::Params& params = *req_.params;
@@ -153,7 +151,7 @@ RunOutcome Driver::run() {
     if (!proc_->needs_files) {
         // The information lists that need no target files run once, directly.
         if (!excel_start()) return out_;
-        for (ops::ExecFn fn : {proc_->first, proc_->execute, proc_->final})
+        for (ExecFn fn : {proc_->first, proc_->execute, proc_->final})
             if (fn)
                 if (auto r = call(fn, *session_); !r)
                     session_->update_error_text(error_message(r.error()));

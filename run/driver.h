@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "run/host.h"
+#include "run/procedures.h"
 #include "shell/params.h"
 #include "xl/file_format.h"
 
@@ -20,10 +21,6 @@ namespace sheaflow::report {
 class ResultTable;
 class RecordStore;
 }  // namespace sheaflow::report
-
-namespace sheaflow::ops {
-struct Procedures;
-}
 
 namespace sheaflow::run {
 
@@ -41,8 +38,9 @@ struct RunRequest {
     const shell::Params* params = nullptr;
     std::vector<TargetFile>* files = nullptr;  // the list; items are deselected while processed
     bool show_application = false;             // the check box that shows the application
-    // The operation's procedures; found by category and name when null.
-    const ops::Procedures* procedures = nullptr;
+    // The operation's procedures, found by the caller; a run without them is refused as not
+    // implemented.
+    const Procedures* procedures = nullptr;
     // Where the collecting workbook of the combining operations is saved; the folder of the
     // first target when empty.
     std::string output_folder;

@@ -13,6 +13,7 @@
 #include "run/driver.h"
 #include "run/session.h"
 #include "shell/catalogue.h"
+#include "util/text.h"
 #include "support/scripted_host.h"
 #include "xl/native/engine.h"
 
@@ -134,6 +135,7 @@ protected:
         req.name = "文字列置換";
         req.params = &*params_;
         req.files = &files_;
+        req.procedures = ops::find_procedures(req.category, text::upper(req.name));
         return run::run_batch(req, host_, table_, unused_store(),
                               [] { return xl::native::create_application(); });
     }
@@ -203,6 +205,7 @@ TEST_F(CellTextEngineRun, all_sheets_search_lists_each_sheet_and_error_values) {
     req.name = "文字列検索";
     req.params = &*params_;
     req.files = &files_;
+    req.procedures = ops::find_procedures(req.category, text::upper(req.name));
     auto out = run::run_batch(req, host_, table_, unused_store(),
                               [] { return xl::native::create_application(); });
     ASSERT_TRUE(out.checked) << out.check_message;

@@ -11,6 +11,7 @@
 #include "report/result_table.h"
 #include "run/driver.h"
 #include "shell/catalogue.h"
+#include "util/text.h"
 #include "support/scripted_host.h"
 #include "xl/native/engine.h"
 #include "xl/xl.h"
@@ -77,6 +78,7 @@ protected:
         req.name = name;
         req.params = params_.get();
         req.files = &files_;
+        req.procedures = ops::find_procedures(req.category, text::upper(req.name));
         return run::run_batch(req, host_, table_, store_,
                               [] { return xl::native::create_application(); });
     }

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ops/registry.h"
+#include "run/procedures.h"
 #include "report/record_store.h"
 #include "report/result_table.h"
 #include "run/locks.h"
@@ -63,8 +63,8 @@ Result<void> add_title_row(run::Session& s) {
     return {};
 }
 
-ops::Procedures updating_op() {
-    ops::Procedures p;
+run::Procedures updating_op() {
+    run::Procedures p;
     p.category = "セル";
     p.key_name = "TEST";
     p.execute = write_cell;
@@ -97,7 +97,7 @@ protected:
     }
     std::string path(const std::string& name) const { return (dir_ / name).string(); }
 
-    run::RunOutcome run(const ops::Procedures& proc, std::string category = "セル") {
+    run::RunOutcome run(const run::Procedures& proc, std::string category = "セル") {
         run::RunRequest req;
         req.category = std::move(category);
         req.name = "テスト";
@@ -171,7 +171,7 @@ TEST_F(DriverTest, holds_other_targets_locked_and_releases_the_current_one) {
 TEST_F(DriverTest, list_operation_opens_read_only_and_never_saves) {
     add_book("a.xlsx");
     add_book("b.xlsx");
-    ops::Procedures p;
+    run::Procedures p;
     p.category = "セル";
     p.key_name = "TEST";
     p.execute = add_title_row;
@@ -313,7 +313,7 @@ TEST_F(DriverTest, pre_run_check_refuses_missing_and_office_locked_files) {
 
 TEST_F(DriverTest, operation_check_refuses_before_anything_opens) {
     add_book("a.xlsx");
-    ops::Procedures p = updating_op();
+    run::Procedures p = updating_op();
     p.check = [](const shell::Params&, std::string_view) -> std::string {
         return "新旧が一致してます。";
     };
@@ -326,7 +326,7 @@ TEST_F(DriverTest, operation_check_refuses_before_anything_opens) {
 TEST_F(DriverTest, collecting_operation_keeps_its_workbook_and_saves_it_at_the_end) {
     add_book("a.xlsx");
     add_book("b.xlsx");
-    ops::Procedures p = updating_op();
+    run::Procedures p = updating_op();
     p.collects = true;
     p.saves_itself = true;
     p.execute = record_exec;
