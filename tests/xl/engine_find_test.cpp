@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "engine_helpers.h"
 #include "xl/native/engine.h"
 #include "xl/native/find.h"
@@ -185,6 +187,57 @@ TEST(MatcherReplace, replacement_by_pattern) {
             EXPECT_EQ(out, std::optional<std::string>(c.expected));
         else
             EXPECT_EQ(out, std::nullopt);
+    }
+}
+
+// The longest match of `pattern` (a, b, ?, *) at the start of `s`, by trying every length.
+std::optional<std::size_t> longest_by_trying(std::string_view pattern, std::string_view s) {
+    std::function<bool(std::size_t, std::size_t, std::size_t)> whole = [&](std::size_t p,
+                                                                           std::size_t i,
+                                                                           std::size_t end) {
+        if (p == pattern.size()) return i == end;
+        if (pattern[p] == '*') return whole(p + 1, i, end) || (i < end && whole(p, i + 1, end));
+        return i < end && (pattern[p] == '?' || pattern[p] == s[i]) && whole(p + 1, i + 1, end);
+    };
+    for (std::size_t end = s.size() + 1; end-- > 0;)
+        if (whole(0, 0, end)) return end;
+    return std::nullopt;
+}
+
+TEST(MatcherReplace, wildcards_replace_the_leftmost_longest_matches_like_trying_every_start) {
+    // Every pattern of up to four items over a, b, ? and * against every text of up to seven
+    // letters, compared with a replacement that tries each start and each length.
+    const std::string items = "ab?*";
+    std::vector<std::string> patterns = {""}, texts = {""};
+    for (std::size_t n = 0; n < patterns.size() && patterns[n].size() < 4; ++n)
+        for (char c : items) patterns.push_back(patterns[n] + c);
+    for (std::size_t n = 0; n < texts.size() && texts[n].size() < 7; ++n)
+        for (char c : std::string("ab")) texts.push_back(texts[n] + c);
+    for (const std::string& pattern : patterns) {
+        if (pattern.find_first_of("?*") == std::string::npos) continue;
+        FindSpec criteria;
+        criteria.what = pattern;
+        Matcher m(criteria);
+        for (const std::string& text : texts) {
+            std::string expected;
+            bool any = false;
+            for (std::size_t i = 0; i < text.size();) {
+                auto len = longest_by_trying(pattern, std::string_view(text).substr(i));
+                if (!len || *len == 0) {
+                    expected += text[i++];
+                    continue;
+                }
+                expected += '#';
+                any = true;
+                i += *len;
+            }
+            auto got = m.replace(text, "#");
+            ASSERT_EQ(got.has_value(), any) << pattern << " in " << text;
+            if (any) {
+                ASSERT_EQ(*got, expected) << pattern << " in " << text;
+            }
+            ASSERT_EQ(m.matches(text), any) << pattern << " in " << text;
+        }
     }
 }
 

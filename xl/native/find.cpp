@@ -2,6 +2,8 @@
 
 #include <unicode/uchar.h>
 
+#include <algorithm>
+
 #include "util/text.h"
 
 namespace sheaflow::xl::native {
@@ -130,6 +132,29 @@ std::size_t Matcher::longest_at(const std::u32string& s, std::size_t start) cons
     return best;
 }
 
+std::vector<bool> Matcher::match_starts(const std::u32string& s) const {
+    // after[k]: pattern items k.. match some text beginning at the next position; here[k]: the
+    // same at this position. Items are looked at from the last, so a star sees here[k + 1].
+    const std::size_t m = pattern_.size();
+    std::vector<char> after(m + 1, 0), here(m + 1, 0);
+    after[m] = 1;
+    for (std::size_t k = m; k-- > 0;) after[k] = pattern_[k].kind == Item::AnyRun && after[k + 1];
+    std::vector<bool> starts(s.size(), false);
+    for (std::size_t i = s.size(); i-- > 0;) {
+        here[m] = 1;
+        for (std::size_t k = m; k-- > 0;) {
+            const Item& it = pattern_[k];
+            if (it.kind == Item::AnyRun)
+                here[k] = here[k + 1] || after[k];
+            else
+                here[k] = (it.kind == Item::AnyOne || it.c == s[i]) && after[k + 1];
+        }
+        starts[i] = here[0] != 0;
+        here.swap(after);
+    }
+    return starts;
+}
+
 bool Matcher::whole_match(const std::u32string& s) const { return longest_at(s, 0) == s.size(); }
 
 bool Matcher::matches(std::string_view text) const {
@@ -138,9 +163,8 @@ bool Matcher::matches(std::string_view text) const {
     if (plain_)
         return whole_ ? f.chars == literal_ : f.chars.find(literal_) != std::u32string::npos;
     if (whole_) return whole_match(f.chars);
-    for (std::size_t i = 0; i < f.chars.size(); ++i)
-        if (longest_at(f.chars, i) != std::u32string::npos) return true;
-    return false;
+    std::vector<bool> starts = match_starts(f.chars);
+    return std::find(starts.begin(), starts.end(), true) != starts.end();
 }
 
 std::optional<std::string> Matcher::replace(std::string_view text,
@@ -158,6 +182,10 @@ std::optional<std::string> Matcher::replace(std::string_view text,
     std::size_t copied = 0;  // original code points written so far
     bool any = false;
     std::size_t i = 0;
+    // A longest match is only looked for where one starts. With a star it runs to the last
+    // place the rest can match, and nothing matches after it; without one it is short.
+    std::vector<bool> starts;
+    if (!plain_) starts = match_starts(f.chars);
     while (i < f.chars.size()) {
         std::size_t end = std::u32string::npos;
         if (plain_) {
@@ -166,6 +194,8 @@ std::optional<std::string> Matcher::replace(std::string_view text,
             i = at;
             end = at + literal_.size();
         } else {
+            while (i < starts.size() && !starts[i]) ++i;
+            if (i == starts.size()) break;
             end = longest_at(f.chars, i);
         }
         if (end == std::u32string::npos || end == i) {

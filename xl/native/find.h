@@ -37,6 +37,9 @@ private:
     };
     Folded fold(std::u32string_view s) const;
     char32_t fold_one(char32_t c) const;
+    // Where a match of the pattern starts: one flag per position of `s`, in one backward pass
+    // (so that a search never tries every start against the whole rest of the text).
+    std::vector<bool> match_starts(const std::u32string& s) const;
     // Longest match of the pattern starting at `start`; npos when none.
     std::size_t longest_at(const std::u32string& s, std::size_t start) const;
     bool whole_match(const std::u32string& s) const;
