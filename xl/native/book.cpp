@@ -389,14 +389,36 @@ SharedStrings& Book::shared_strings() {
             if (auto stored = package_->find(part)) {
                 shared_strings_part_ = *stored;
                 auto bytes = package_->read(*stored);
-                // A damaged table reads as empty; the part itself is kept as it was unless a
-                // string is added, which the engine then refuses (see Sheet::set_string).
-                if (!bytes || !shared_strings_->parse(std::move(*bytes), *stored))
+                Result<void> parsed = bytes ? shared_strings_->parse(std::move(*bytes), *stored)
+                                            : Result<void>(bytes.error());
+                if (!parsed) {
                     shared_strings_ = std::make_unique<SharedStrings>();
+                    shared_strings_error_ = Error::make(
+                        Error::Code::BadFormat, "部品「" + *stored + "」が壊れています", *stored);
+                }
             }
         }
     }
     return *shared_strings_;
+}
+
+Result<void> Book::check_string_references(const CellTable& cells) {
+    std::uint64_t highest = 0;
+    bool any = false;
+    for (const Cell& c : cells.cells)
+        if (c.kind == CellKind::SharedString) {
+            any = true;
+            highest = std::max(highest, static_cast<std::uint64_t>(c.number));
+        }
+    if (!any) return {};
+    const SharedStrings& table = shared_strings();
+    if (shared_strings_error_) return *shared_strings_error_;
+    if (highest >= table.size())
+        return Error::make(Error::Code::BadFormat,
+                           "文字列の番号 " + std::to_string(highest) + " が文字列の表（" +
+                               std::to_string(table.size()) + " 個）の範囲外です",
+                           shared_strings_part_);
+    return {};
 }
 
 const Styles& Book::styles() {
@@ -597,6 +619,8 @@ Result<void> Book::flush() {
         if (part && (*part)->dirty()) package_->write(s->part_name(), (*part)->serialize());
     }
     if (shared_strings_ && shared_strings_->dirty()) {
+        // A damaged table is kept as it was; writing the strings known here would lose the rest.
+        if (shared_strings_error_) return *shared_strings_error_;
         if (shared_strings_part_.empty()) {
             // A workbook without a string table gets one.
             shared_strings_part_ = "xl/sharedStrings.xml";

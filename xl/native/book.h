@@ -144,8 +144,12 @@ public:
     const std::string& workbook_part_name() const { return workbook_part_name_; }
     Relationships& workbook_rels() { return workbook_rels_; }
     Result<ContentTypes*> content_types();
-    // The shared strings table, created empty when the workbook has none.
+    // The shared strings table, created empty when the workbook has none. A table that cannot
+    // be read also reads as empty; it is never written (flush refuses).
     SharedStrings& shared_strings();
+    // Error when the cells of a sheet refer to strings that the table cannot give: the table is
+    // damaged, or an index lies beyond it.
+    Result<void> check_string_references(const CellTable& cells);
     const Styles& styles();
     bool date1904() const { return date1904_; }
     Format format() const { return format_; }
@@ -200,6 +204,7 @@ private:
     std::unique_ptr<ContentTypes> content_types_;
     std::unique_ptr<SharedStrings> shared_strings_;
     std::string shared_strings_part_;
+    std::optional<Error> shared_strings_error_;  // the table's part could not be read
     std::unique_ptr<Styles> styles_;
     bool date1904_ = false;
     std::vector<std::unique_ptr<Sheet>> sheets_;

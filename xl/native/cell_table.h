@@ -59,6 +59,7 @@ struct Row {
     bool self_closing = false;
     bool dirty = false;   // holds a changed or added cell
     bool styled = false;  // customFormat: the row's format extends the used range
+    bool numbered = false;  // its start tag carries its number (r)
 };
 
 // The cells an array formula spans; its first cell holds the formula.

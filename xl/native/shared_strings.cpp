@@ -24,9 +24,11 @@ bool needs_preserve(std::string_view s) {
 }  // namespace
 
 Result<void> SharedStrings::parse(std::string xml_text, const std::string& part_name) {
-    source_ = std::move(xml_text);
     items_.clear();
     spans_.clear();
+    auto text = xml::to_utf8(std::move(xml_text));
+    if (!text) return broken(part_name);
+    source_ = std::move(*text);
     if (source_.size() >= 0xFFFFFFF0u) return broken(part_name);
     std::size_t si_begin = 0;
     xml::Scanner sc(source_);
@@ -50,9 +52,7 @@ Result<void> SharedStrings::parse(std::string xml_text, const std::string& part_
                 root_begin_ = t.begin;
                 root_end_ = t.end;
                 root_self_closing_ = t.self_closing;
-                auto colon = t.name.find(':');
-                prefix_ =
-                    colon == std::string_view::npos ? "" : std::string(t.name.substr(0, colon + 1));
+                prefix_ = xml::main_prefix(t.attrs).value_or(std::string(xml::name_prefix(t.name)));
                 if (t.self_closing) {
                     close_pos_ = t.end;
                     continue;

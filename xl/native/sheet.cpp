@@ -101,13 +101,18 @@ Result<WorksheetPart*> Sheet::part() {
         return *load_error_;
     }
     auto p = std::make_unique<WorksheetPart>();
-    if (auto r = p->parse(std::move(*bytes), part_name_); !r) {
-        load_error_ = Error::make(
-            Error::Code::BadFormat,
-            "シート「" + name_ + "」を読み込めません（部品「" + part_name_ + "」が壊れています）。",
-            part_name_);
+    auto refuse = [&](const Error& e) {
+        std::string why = e.message;
+        if (why.ends_with("。")) why.resize(why.size() - std::string_view("。").size());
+        if (why.starts_with("ブックの")) why.erase(0, std::string_view("ブックの").size());
+        load_error_ = Error::make(e.code, "シート「" + name_ + "」を読み込めません（" + why + "）。",
+                                  e.path.empty() ? part_name_ : e.path);
         return *load_error_;
-    }
+    };
+    if (auto r = p->parse(std::move(*bytes), part_name_); !r) return refuse(r.error());
+    // Cells name their strings by number: without a readable table of the right size they
+    // cannot be read, and a string added would be written into a new table that loses the rest.
+    if (auto r = book_.check_string_references(p->table()); !r) return refuse(r.error());
     part_ = std::move(p);
     return part_.get();
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 
 #include "xl/native/xml.h"
@@ -13,6 +14,9 @@ namespace sheaflow::xl::native {
 namespace {
 
 using Kind = xml::Token::Kind;
+
+constexpr std::int32_t kMaxRows = 1048576;
+constexpr std::int32_t kMaxCols = 16384;
 
 Error broken(const std::string& part) {
     return Error::make(Error::Code::BadFormat, "ブックの部品「" + part + "」が壊れています。",
@@ -178,14 +182,32 @@ bool parse_iso_date(std::string_view s, double& serial) {
     return true;
 }
 
+std::uint64_t& configured_cell_limit() {
+    static std::uint64_t limit = [] {
+        std::uint64_t n = 20'000'000;  // about a gigabyte of cells
+        if (const char* env = std::getenv("SHEAFLOW_MAX_CELLS")) {
+            std::uint64_t v = 0;
+            auto res = std::from_chars(env, env + std::strlen(env), v);
+            if (res.ec == std::errc() && v > 0) n = v;
+        }
+        return n;
+    }();
+    return limit;
+}
+
 }  // namespace
 
+std::uint64_t cell_limit() { return configured_cell_limit(); }
+void set_cell_limit(std::uint64_t cells) { configured_cell_limit() = cells; }
+
 Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_name) {
-    source_ = std::move(xml_text);
+    auto text = xml::to_utf8(std::move(xml_text));
+    if (!text) return broken(part_name);
+    source_ = std::move(*text);
     table_ = CellTable();
     code_name_.clear();
     styled_cols_.clear();
-    tab_selected_ = tab_selected_changed_ = reordered_ = root_self_closing_ = false;
+    tab_selected_ = tab_selected_changed_ = root_self_closing_ = false;
     insert_pos_ = 0;
     has_sheet_data_ = sheet_data_self_closing_ = false;
     view_tag_begin_ = view_tag_end_ = dimension_tag_begin_ = dimension_tag_end_ = 0;
@@ -199,6 +221,16 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
     bool insert_found = false;
     bool ordered = true;
     std::string scratch, inline_text;
+    // Why the cells could not be read, when it is more than the part not being well formed.
+    std::optional<Error> refusal;
+    auto bad_reference = [&](std::string_view what) {
+        refusal = Error::make(Error::Code::BadFormat,
+                              "部品「" + part_name + "」に正しくないセル参照「" +
+                                  std::string(what.substr(0, 40)) + "」があります",
+                              part_name);
+        return false;
+    };
+    const std::uint64_t max_cells = cell_limit();
 
     auto read_sheet_data = [&]() -> bool {
         std::int32_t prev_row = 0;
@@ -219,15 +251,23 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
             row.tag_end = static_cast<std::uint32_t>(t.end);
             row.self_closing = t.self_closing;
             row.r = prev_row + 1;
+            std::optional<std::string_view> bad_row;
             xml::for_each_attr(t.attrs, [&](std::string_view n, std::string_view v) {
                 if (n == "r") {
                     std::int32_t r;
-                    if (parse_int(v, r) && r >= 1 && r <= 1048576) row.r = r;
+                    if (parse_int(v, r) && r >= 1 && r <= kMaxRows) {
+                        row.r = r;
+                        row.numbered = true;
+                    } else {
+                        bad_row = v;
+                    }
                 } else if (n == "customFormat") {
                     row.styled = truthy(v);
                 }
                 return true;
             });
+            if (bad_row) return bad_reference(*bad_row);
+            if (row.r > kMaxRows) return bad_reference(std::to_string(row.r));
             if (row.r <= prev_row) ordered = false;
             prev_row = row.r;
             row.first = static_cast<std::uint32_t>(table_.cells.size());
@@ -249,21 +289,44 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
                     cell.raw_begin = static_cast<std::uint32_t>(ct.begin);
                     std::string_view t_attr;
                     std::int32_t col = next_col;
+                    std::optional<std::string_view> bad_cell;
+                    bool other_attrs = false;
                     xml::for_each_attr(ct.attrs, [&](std::string_view n, std::string_view v) {
-                        if (n.size() != 1) return true;
+                        if (n.size() != 1) {
+                            other_attrs = true;
+                            return true;
+                        }
                         if (n[0] == 'r') {
                             std::int32_t c, r;
-                            if (parse_cell_ref(v, c, r)) col = c;
+                            // A reference must name a cell of the grid in this very row.
+                            if (parse_cell_ref(v, c, r) && r == row.r)
+                                col = c;
+                            else
+                                bad_cell = v;
                         } else if (n[0] == 's') {
                             parse_uint(v, cell.style);
                         } else if (n[0] == 't') {
                             t_attr = v;
+                        } else {
+                            other_attrs = true;
                         }
                         return true;
                     });
+                    if (bad_cell) return bad_reference(*bad_cell);
+                    if (col > kMaxCols)
+                        return bad_reference(column_letters(col) + std::to_string(row.r));
                     if (col < next_col) ordered = false;
                     cell.col = col;
                     next_col = col + 1;
+                    // <c/> says nothing: not kept, so that memory follows the real content.
+                    if (ct.self_closing && cell.style == 0 && !other_attrs) continue;
+                    if (table_.cells.size() >= max_cells) {
+                        refusal = Error::make(Error::Code::TooLarge,
+                                              "セルの数が上限（" + std::to_string(max_cells) +
+                                                  " 個）を超えています",
+                                              part_name);
+                        return false;
+                    }
                     std::string_view value;
                     bool has_value = false;
                     std::string value_store;
@@ -404,9 +467,9 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
             if (depth == 0) {
                 if (root_seen) return broken(part_name);
                 root_seen = true;
-                auto colon = t.name.find(':');
-                prefix_ =
-                    colon == std::string_view::npos ? "" : std::string(t.name.substr(0, colon + 1));
+                // Elements are written with the prefix bound to the spreadsheet namespace, which
+                // need not be the root's (a macro sheet is <xm:macrosheet> around <sheetData>).
+                prefix_ = xml::main_prefix(t.attrs).value_or(std::string(xml::name_prefix(t.name)));
                 root_name_ = std::string(t.name);
                 if (t.self_closing) {
                     // <worksheet/>: cells would go inside it.
@@ -436,7 +499,7 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
                         content_begin_ = content_end_ = t.end;
                     } else {
                         content_begin_ = t.end;
-                        if (!read_sheet_data()) return broken(part_name);
+                        if (!read_sheet_data()) return refusal ? *refusal : broken(part_name);
                     }
                     continue;
                 }
@@ -476,38 +539,42 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
     if (!root_seen || depth != 0) return broken(part_name);
 
     if (!ordered) {
-        // Rows or cells out of order: sort them (later duplicates win) and write the sheet's
-        // cells anew on the next save.
-        std::vector<std::pair<std::int32_t, Cell>> all;
-        all.reserve(table_.cells.size());
-        for (const Row& row : table_.rows)
-            for (std::uint32_t i = row.first; i < row.last; ++i)
-                all.emplace_back(row.r, table_.cells[i]);
-        std::stable_sort(all.begin(), all.end(), [](const auto& a, const auto& b) {
-            return a.first != b.first ? a.first < b.first : a.second.col < b.second.col;
-        });
-        std::vector<Row> old_rows = std::move(table_.rows);
-        table_.rows.clear();
-        table_.cells.clear();
-        for (std::size_t i = 0; i < all.size(); ++i) {
-            if (i + 1 < all.size() && all[i + 1].first == all[i].first &&
-                all[i + 1].second.col == all[i].second.col)
-                continue;
-            if (table_.rows.empty() || table_.rows.back().r != all[i].first) {
-                Row row;
-                row.r = all[i].first;
-                row.first = row.last = static_cast<std::uint32_t>(table_.cells.size());
-                table_.rows.push_back(row);
-            }
-            Cell c = all[i].second;
-            c.flags |= Cell::kDirty;
-            table_.cells.push_back(c);
-            table_.rows.back().last += 1;
-        }
-        for (Row& row : table_.rows) row.dirty = true;
-        dirty_ = true;
-        reordered_ = true;
+        if (auto r = sort_cells(part_name); !r) return r;
     }
+    return {};
+}
+
+Result<void> WorksheetPart::sort_cells(const std::string& part_name) {
+    // The application reads rows and cells in any order; the table keeps them in order, and the
+    // part is written in order when a row changes. A row or cell given twice is refused: which
+    // one counts is not something to guess.
+    auto duplicate = [&](std::int32_t r, std::int32_t c) {
+        std::string where = c ? column_letters(c) + std::to_string(r) : std::to_string(r);
+        return Error::make(Error::Code::BadFormat,
+                           "部品「" + part_name + "」で" + (c ? "セル「" : "行「") + where +
+                               "」が二重に書かれています",
+                           part_name);
+    };
+    std::vector<Row> rows = table_.rows;
+    std::stable_sort(rows.begin(), rows.end(),
+                     [](const Row& a, const Row& b) { return a.r < b.r; });
+    std::vector<Cell> cells;
+    cells.reserve(table_.cells.size());
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        Row& row = rows[i];
+        if (i > 0 && rows[i - 1].r == row.r) return duplicate(row.r, 0);
+        auto b = table_.cells.begin() + row.first, e = table_.cells.begin() + row.last;
+        row.first = static_cast<std::uint32_t>(cells.size());
+        cells.insert(cells.end(), b, e);
+        auto rb = cells.begin() + row.first;
+        std::stable_sort(rb, cells.end(),
+                         [](const Cell& a, const Cell& c) { return a.col < c.col; });
+        for (auto it = rb; it != cells.end(); ++it)
+            if (it + 1 != cells.end() && (it + 1)->col == it->col) return duplicate(row.r, it->col);
+        row.last = static_cast<std::uint32_t>(cells.size());
+    }
+    table_.rows = std::move(rows);
+    table_.cells = std::move(cells);
     return {};
 }
 
@@ -571,6 +638,7 @@ void append_number(double d, std::string& out) {
 
 // The pieces of an original <c> element that the engine does not model.
 struct RawCell {
+    std::string_view name;                // the cell element's qualified name
     std::string_view attrs;               // the cell's attributes
     std::string_view f_attrs;             // the <f> element's attributes
     std::string_view f_element;           // the whole <f> element
@@ -582,6 +650,7 @@ RawCell scan_raw_cell(std::string_view raw) {
     xml::Scanner sc(raw);
     xml::Token t = sc.next();
     if (t.kind != Kind::Start) return rc;
+    rc.name = t.name;
     rc.attrs = t.attrs;
     if (t.self_closing) return rc;
     while (true) {
@@ -651,7 +720,7 @@ void WorksheetPart::refresh_dirty() {
         row.dirty = d;
         any = any || d;
     }
-    dirty_ = any || tab_selected_changed_ || reordered_;
+    dirty_ = any || tab_selected_changed_;
 }
 
 void WorksheetPart::write_cell(std::int32_t r, const Cell& c, std::string& out) const {
@@ -660,7 +729,8 @@ void WorksheetPart::write_cell(std::int32_t r, const Cell& c, std::string& out) 
         raw = scan_raw_cell(std::string_view(source_).substr(c.raw_begin, c.raw_end - c.raw_begin));
     if (c.kind == CellKind::Blank && !c.has_formula() && c.style == 0 && raw.extra.empty()) return;
 
-    const std::string& p = prefix_;
+    // A cell read from the part keeps its own prefix.
+    const std::string p = raw.name.empty() ? prefix_ : std::string(xml::name_prefix(raw.name));
     out += '<';
     out += p;
     out += "c r=\"";
@@ -789,6 +859,7 @@ void WorksheetPart::write_cell(std::int32_t r, const Cell& c, std::string& out) 
 }
 
 void WorksheetPart::write_row(const Row& row, std::string& out) const {
+    std::string close = "</" + prefix_ + "row>";
     if (row.raw_end > row.raw_begin) {
         std::string_view tag =
             std::string_view(source_).substr(row.raw_begin, row.tag_end - row.raw_begin);
@@ -806,10 +877,13 @@ void WorksheetPart::write_row(const Row& row, std::string& out) const {
                 table_.cells[row.last - 1].col > hi)
                 new_attrs = xml::set_attr(attrs, "spans", std::nullopt);
         }
+        // Written anew, the row may no longer follow the row it took its number from.
+        if (!row.numbered) new_attrs = xml::set_attr(new_attrs, "r", std::to_string(row.r));
         out += '<';
         out.append(name);
         out += new_attrs;
         out += '>';
+        close = "</" + std::string(name) + ">";
     } else {
         out += '<' + prefix_ + "row r=\"" + std::to_string(row.r) + "\">";
     }
@@ -820,7 +894,7 @@ void WorksheetPart::write_row(const Row& row, std::string& out) const {
         else
             write_cell(row.r, c, out);
     }
-    out += "</" + prefix_ + "row>";
+    out += close;
 }
 
 std::string WorksheetPart::serialize() const {
@@ -910,7 +984,8 @@ std::string WorksheetPart::serialize() const {
             out.append(source_, pos, row.raw_begin - pos);  // what lies between rows
             pos = row.raw_end;
         }
-        if (original && !row.dirty)
+        // A row without its number takes it from the row before: one moved is written anew.
+        if (original && !row.dirty && (in_order || row.numbered))
             out.append(source_, row.raw_begin, row.raw_end - row.raw_begin);
         else
             write_row(row, out);

@@ -16,6 +16,11 @@
 
 namespace sheaflow::xl::native {
 
+// Most cells one sheet may hold (cells with a value, a formula or a format): a guard against
+// files written to exhaust memory. SHEAFLOW_MAX_CELLS sets it; tests set it directly.
+std::uint64_t cell_limit();
+void set_cell_limit(std::uint64_t cells);
+
 class WorksheetPart {
 public:
     // Reads a part. Its text is kept for writing back.
@@ -52,6 +57,7 @@ public:
     void refresh_dirty();
 
 private:
+    Result<void> sort_cells(const std::string& part_name);
     void write_row(const Row& row, std::string& out) const;
     void write_cell(std::int32_t r, const Cell& c, std::string& out) const;
 
@@ -61,7 +67,6 @@ private:
     std::string code_name_;
     bool tab_selected_ = false;
     bool tab_selected_changed_ = false;
-    bool reordered_ = false;          // rows or cells were out of order: all written anew
     bool root_self_closing_ = false;  // <worksheet .../> with nothing inside
     std::string root_name_;
     std::size_t view_tag_begin_ = 0, view_tag_end_ = 0;  // first <sheetView ...> start tag

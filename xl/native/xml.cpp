@@ -1,6 +1,10 @@
 #include "xl/native/xml.h"
 
+#include <unicode/ucnv.h>
+#include <unicode/ustring.h>
+
 #include <cstring>
+#include <memory>
 #include <sstream>
 
 #include "util/text.h"
@@ -324,6 +328,105 @@ std::string set_attr(std::string_view attrs, std::string_view name,
         out += '"';
     }
     return out;
+}
+
+namespace {
+
+bool iequals_ascii(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) return false;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        char x = a[i], y = b[i];
+        if (x >= 'a' && x <= 'z') x = static_cast<char>(x - 32);
+        if (y >= 'a' && y <= 'z') y = static_cast<char>(y - 32);
+        if (x != y) return false;
+    }
+    return true;
+}
+
+struct ConverterClose {
+    void operator()(UConverter* c) const { ucnv_close(c); }
+};
+
+// `bytes` in `charset` -> UTF-8; nullopt on an unknown charset or bytes not valid in it.
+std::optional<std::string> convert_to_utf8(std::string_view bytes, const char* charset) {
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<UConverter, ConverterClose> conv(ucnv_open(charset, &status));
+    if (U_FAILURE(status)) return std::nullopt;
+    ucnv_setToUCallBack(conv.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
+    if (U_FAILURE(status) || bytes.size() > 0x7FFFFFF0u / 2) return std::nullopt;
+    std::u16string u16(bytes.size() + 1, u'\0');
+    int32_t n = ucnv_toUChars(conv.get(), reinterpret_cast<UChar*>(u16.data()),
+                              static_cast<int32_t>(u16.size()), bytes.data(),
+                              static_cast<int32_t>(bytes.size()), &status);
+    if (U_FAILURE(status)) return std::nullopt;
+    u16.resize(static_cast<std::size_t>(n));
+    if (!u16.empty() && u16.front() == u'\uFEFF') u16.erase(0, 1);
+    int32_t len = 0;
+    status = U_ZERO_ERROR;
+    u_strToUTF8(nullptr, 0, &len, reinterpret_cast<const UChar*>(u16.data()),
+                static_cast<int32_t>(u16.size()), &status);
+    if (status != U_BUFFER_OVERFLOW_ERROR && U_FAILURE(status)) return std::nullopt;
+    std::string out(static_cast<std::size_t>(len), '\0');
+    status = U_ZERO_ERROR;
+    u_strToUTF8(out.data(), len, &len, reinterpret_cast<const UChar*>(u16.data()),
+                static_cast<int32_t>(u16.size()), &status);
+    if (U_FAILURE(status)) return std::nullopt;
+    return out;
+}
+
+// The declaration's attribute text ("version=... encoding=..."), or nullopt without one.
+std::optional<std::string_view> declaration(std::string_view text) {
+    if (text.substr(0, 5) != "<?xml") return std::nullopt;
+    auto end = text.find("?>");
+    if (end == std::string_view::npos) return std::nullopt;
+    return text.substr(5, end - 5);
+}
+
+}  // namespace
+
+std::optional<std::string> to_utf8(std::string bytes) {
+    std::string_view b = bytes;
+    std::string charset;
+    if (b.substr(0, 3) == "\xEF\xBB\xBF") return bytes;
+    if (b.substr(0, 2) == "\xFF\xFE" || b.substr(0, 4) == std::string_view("<\0?\0", 4))
+        charset = "UTF-16LE";
+    else if (b.substr(0, 2) == "\xFE\xFF" || b.substr(0, 4) == std::string_view("\0<\0?", 4))
+        charset = "UTF-16BE";
+    if (charset.empty()) {
+        auto decl = declaration(b);
+        if (!decl) return bytes;
+        auto enc = find_attr(*decl, "encoding");
+        if (!enc || iequals_ascii(*enc, "UTF-8") || iequals_ascii(*enc, "UTF8")) return bytes;
+        charset = std::string(*enc);
+    }
+    auto text = convert_to_utf8(b, charset.c_str());
+    if (!text) return std::nullopt;
+    // The converted text must not claim its old encoding.
+    if (auto decl = declaration(*text)) {
+        std::size_t end = 5 + decl->size();
+        std::string fixed = "<?xml" + set_attr(*decl, "encoding", "UTF-8");
+        *text = fixed + text->substr(end);
+    }
+    return text;
+}
+
+std::optional<std::string> main_prefix(std::string_view attrs) {
+    std::optional<std::string> found;
+    for_each_attr(attrs, [&](std::string_view n, std::string_view v) {
+        if (v != "http://schemas.openxmlformats.org/spreadsheetml/2006/main" &&
+            v != "http://purl.oclc.org/ooxml/spreadsheetml/main")
+            return true;
+        if (n == "xmlns") {
+            found = "";
+            return false;
+        }
+        if (n.substr(0, 6) == "xmlns:") {
+            found = std::string(n.substr(6)) + ":";
+            return false;
+        }
+        return true;
+    });
+    return found;
 }
 
 Result<void> load(Document& d, std::string_view bytes, const std::string& part_name) {

@@ -109,6 +109,21 @@ std::optional<std::string_view> find_attr(std::string_view attrs, std::string_vi
 std::string set_attr(std::string_view attrs, std::string_view name,
                      std::optional<std::string_view> value);
 
+// The text of a part in UTF-8. A part in UTF-16 (found by its byte-order mark or its first
+// characters) or declaring another encoding is converted, and its declaration then names UTF-8;
+// nullopt when the encoding is unknown or the bytes are not valid in it. UTF-8 comes back as it
+// was.
+std::optional<std::string> to_utf8(std::string bytes);
+
+// The prefix ("x:" or "") that a start tag's attributes bind to the spreadsheet main namespace
+// (transitional or strict); nullopt when they bind none.
+std::optional<std::string> main_prefix(std::string_view attrs);
+// The prefix with its colon of a qualified name ("x:row" -> "x:", "row" -> "").
+inline std::string_view name_prefix(std::string_view qname) {
+    auto colon = qname.find(':');
+    return colon == std::string_view::npos ? std::string_view() : qname.substr(0, colon + 1);
+}
+
 // A part loaded into a pugixml tree, with what is needed to write it back as it was.
 struct Document {
     pugi::xml_document doc;
