@@ -48,6 +48,7 @@ namespace {
 
 constexpr const char* kUpdateError = "更新エラー　";
 constexpr const char* kWriteError = "書込エラー　";
+constexpr const char* kUnchanged = "変更なし（保存しませんでした）";
 constexpr const char* kCompleted = "処理が終了しました。";
 constexpr const char* kProgressCleared = "処理状況の表示件数が1,000件を超えたので、クリアします。";
 // A document window's WindowState before saving; the value the run has always used here.
@@ -388,6 +389,10 @@ void Driver::excel_process(TargetFile& file) {
                 } else if (!book || !active) {
                     error_line(kWriteError, "ブック「" + s.book_name + "」が見つかりません。");
                     keep_stop = true;
+                } else if (active->saved()) {
+                    // Nothing changed: the file keeps its bytes and its modification time.
+                    ++out_.unchanged;
+                    host_.progress(s.book_name + " " + kUnchanged);
                 } else if (auto r = active->save_as(s.full_path(), *format); !r) {
                     error_line(kWriteError, error_message(r.error()));
                     keep_stop = true;

@@ -53,6 +53,7 @@ struct RunOutcome {
     bool stopped = false;  // ended by the stop flag (Cancel at the first-file confirmation)
     int processed = 0;
     int failed_files = 0;
+    int unchanged = 0;  // updated files that the operation left as they were, not saved
     std::string completion_text;  // "処理が終了しました。" + timing
     std::string error_text;       // the run error text
     std::string output_path;      // the collecting workbook of the combining operations

@@ -48,6 +48,7 @@ public:
     std::string name() const override { return spec_.name; }
     Result<void> set_name(const std::string& n) override {
         spec_.name = n;
+        touched();
         return {};
     }
     std::string code_name() const override {
@@ -91,10 +92,12 @@ public:
     std::string cell_number_format_local(xl::CellRef) override { return "G/標準"; }
     Result<void> set_cell_value(xl::CellRef c, const xl::Value& v) override {
         cells_[{c.row, c.col}] = xl::to_text(v);
+        touched();
         return {};
     }
     Result<void> set_cell_formula(xl::CellRef c, const std::string& f) override {
         cells_[{c.row, c.col}] = f;
+        touched();
         return {};
     }
     void for_each_cell(const xl::Area& area, const std::function<void(xl::CellRef)>& v) override {
@@ -122,6 +125,7 @@ public:
         if (!refuse_replace.empty()) return Error::failed(refuse_replace);
         for (auto& [k, f] : cells_) {
             if (!area.contains({k.first, k.second}) || !matches(k, criteria)) continue;
+            touched();
             if (criteria.look_at == xl::xlWhole) {
                 f = replacement;
             } else {
@@ -141,6 +145,8 @@ public:
         for (auto& [k, f] : cells_) n += area.contains({k.first, k.second});
         return n;
     }
+    // A change marks the workbook unsaved, as the engine does.
+    void touched();
     Result<void> delete_sheet() override { return Error::failed("not in the fake"); }
     Result<void> move(Worksheet*, Worksheet*) override { return Error::failed("not in the fake"); }
     Result<Worksheet*> copy(Worksheet*, Worksheet*) override {
@@ -318,6 +324,8 @@ private:
 
 inline xl::Workbook& FakeWorksheet::parent() { return book_; }
 inline int FakeWorksheet::index() const { return book_.position(this); }
+inline void FakeWorksheet::touched() { book_.set_saved(false); }
+
 inline Result<void> FakeWorksheet::activate() {
     if (fail_activate) return Error::failed("activate refused");
     book_.set_active(this);

@@ -488,6 +488,16 @@ void Book::close() { app_.closed(this); }
 // ---------------------------------------------------------------------------------------------
 // Changes and saving
 
+bool Book::saved() const {
+    if (!saved_) return false;
+    if (format_ != Format::Package || !package_) return true;
+    if (package_->any_changed() || workbook_.dirty() || workbook_rels_.dirty()) return false;
+    if ((content_types_ && content_types_->dirty()) || (shared_strings_ && shared_strings_->dirty()))
+        return false;
+    return std::none_of(sheets_.begin(), sheets_.end(),
+                        [](const std::unique_ptr<Sheet>& s) { return s->part_dirty(); });
+}
+
 void Book::cells_changed() {
     saved_ = false;
     if (cells_changed_) return;
@@ -646,7 +656,10 @@ Result<void> Book::save_package(const std::string& path, int file_format) {
     auto ct = content_types();
     if (!ct) return ct.error();
     std::string main_type = (*ct)->type_of(workbook_part_name_);
-    if (file_format == xlOpenXMLWorkbook) {
+    // Saved over itself, a package keeps its own kind whatever its name says: a macro-enabled
+    // workbook named .xlsx keeps its VBA project. Only a save under a new name converts.
+    const bool in_place = path == path_ && format_ == Format::Package;
+    if (!in_place && file_format == xlOpenXMLWorkbook) {
         // An .xlsx holds no macros: the VBA project and what hangs off it go.
         if (auto item = workbook_rels_.by_type(rel::kVbaProject)) {
             std::string part = resolve_target(workbook_part_name_, item->target);
@@ -670,7 +683,7 @@ Result<void> Book::save_package(const std::string& path, int file_format) {
         }
         if (main_type != ctype::kWorkbook)
             (*ct)->set_override(workbook_part_name_, ctype::kWorkbook);
-    } else if (main_type != ctype::kWorkbookMacro) {
+    } else if (!in_place && main_type != ctype::kWorkbookMacro) {
         (*ct)->set_override(workbook_part_name_, ctype::kWorkbookMacro);
     }
     if (auto r = flush(); !r) return r;

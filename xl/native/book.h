@@ -72,6 +72,7 @@ public:
     // The worksheet part, read on first use.
     Result<WorksheetPart*> part();
     bool loaded() const { return part_ != nullptr; }
+    bool part_dirty() const { return part_ && part_->dirty(); }
     // Replaces the part with one built elsewhere (new sheets, CSV).
     void adopt_part(std::unique_ptr<WorksheetPart> p) { part_ = std::move(p); }
 
@@ -132,7 +133,8 @@ public:
     Worksheet* active_sheet() override;
     Result<void> activate() override;
     Result<Worksheet*> add_worksheet(Worksheet* before, Worksheet* after) override;
-    bool saved() const override { return saved_; }
+    // False after any change that a save would write, whichever path made it.
+    bool saved() const override;
     void set_saved(bool saved) override { saved_ = saved; }
     Result<void> save_as(const std::string& path, int file_format) override;
     void close() override;
