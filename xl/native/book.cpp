@@ -490,7 +490,9 @@ void Book::close() { app_.closed(this); }
 
 bool Book::saved() const {
     if (!saved_) return false;
-    if (format_ != Format::Package || !package_) return true;
+    // Until the first save, whatever a save would write counts as a change, also where the path
+    // that made it did not clear the flag.
+    if (written_ || format_ != Format::Package || !package_) return true;
     if (package_->any_changed() || workbook_.dirty() || workbook_rels_.dirty()) return false;
     if ((content_types_ && content_types_->dirty()) || (shared_strings_ && shared_strings_->dirty()))
         return false;
@@ -785,6 +787,7 @@ Result<void> Book::save_as(const std::string& path, int file_format) {
     name_ = file_name_of(target);
     read_only_ = false;
     saved_ = true;
+    written_ = true;
     return {};
 }
 

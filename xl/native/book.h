@@ -199,6 +199,7 @@ private:
     std::string name_;
     bool read_only_ = false;
     bool saved_ = true;
+    bool written_ = false;  // saved at least once since it was opened
     Format format_ = Format::Package;
     std::string workbook_part_name_;
     WorkbookPart workbook_;
