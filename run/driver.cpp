@@ -436,7 +436,12 @@ Result<void> Driver::excel_process_all() {
         s.sheet_name = ws->name();
         if (auto r = call(proc_->execute, s); !r && !first_error) first_error = r.error();
     }
-    if (xl::Worksheet* ws = book->worksheet(remembered)) (void)ws->activate();
+    // The sheet that was active comes back to the front, a chart sheet as well.
+    for (int i = 1; i <= book->sheet_count(); ++i)
+        if (xl::Worksheet* sh = book->sheet(i); sh && sh->name() == remembered) {
+            (void)sh->activate();
+            break;
+        }
     s.sheet_name = remembered;
     if (first_error) return *first_error;
     return {};

@@ -145,10 +145,10 @@ std::string Check_シート_シート名設定(const shell::Params& p, std::stri
 
 std::string Check_シート_シート名変更(const shell::Params& p, std::string_view) {
     const std::string& basis = p.option(k::kBasis);
-    // Both name-based modes need the old name; the partial mode takes any part of it.
-    if ((basis == k::kByPart || basis == k::kWhole) && p.text(k::kOld).empty())
-        return "変更前のシート名（一部）を入力してください。";
+    // Only the partial mode needs its text here; in the whole-name mode a missing old name is
+    // reported per workbook as a sheet that does not exist.
     if (basis == k::kByPart) {
+        if (p.text(k::kOld).empty()) return "変更前のシート名（一部）を入力してください。";
         if (std::string m = Check_Sheet_Name("変更前の", p.text(k::kOld)); !m.empty()) return m;
     }
     if (p.text(k::kNew).empty()) return "変更後のシート名を入力してください。";

@@ -9,6 +9,7 @@
 #include "cli/cli_support.h"
 #include "shell/temp_dir.h"
 #include "util/file.h"
+#include "xl/native/package.h"
 
 namespace fs = std::filesystem;
 
@@ -61,6 +62,7 @@ protected:
 };
 
 const std::string kFixture = std::string(SHEAFLOW_TEST_DATA_DIR) + "/cell_text.xlsx";
+const std::string kStructureBook = std::string(SHEAFLOW_TEST_DATA_DIR) + "/structure.xlsx";
 const std::string kMacroBook = std::string(SHEAFLOW_CORPUS_DIR) + "/xlsm/cal-vba.xlsm";
 
 TEST_F(CliSaves, unchanged_workbooks_keep_their_bytes_and_time) {
@@ -90,6 +92,36 @@ TEST_F(CliSaves, macro_enabled_package_named_xlsx_keeps_its_vba_project) {
     EXPECT_NE(unzip(book, "\\[Content_Types\\].xml").find("sheet.macroEnabled.main+xml"),
               std::string::npos);
     EXPECT_NE(unzip(book, "xl/_rels/workbook.xml.rels").find("vbaProject"), std::string::npos);
+}
+
+TEST_F(CliSaves, structure_protected_workbook_refuses_sheet_changes) {
+    // The structure fixture with its sheet list locked, as the application writes it.
+    const std::string book = folder_ + "/保護.xlsx";
+    {
+        auto package = xl::native::Package::open_file(kStructureBook);
+        ASSERT_TRUE(package);
+        std::string workbook = *(*package)->read("xl/workbook.xml");
+        workbook.insert(workbook.find("<bookViews"), "<workbookProtection lockStructure=\"1\"/>");
+        (*package)->write("xl/workbook.xml", workbook);
+        ASSERT_TRUE((*package)->save(book));
+    }
+    const std::string before = read(book);
+    const std::vector<std::vector<std::string>> runs = {
+        {"シート", "シート名順でソート"},
+        {"シート", "挿入", "--set", "where=front"},
+        {"シート", "削除", "--set", "target=name", "--set", "name=Data"},
+        {"シート", "移動", "--set", "source=name", "--set", "source_name=Data", "--set",
+         "target_position=3"},
+        {"シート", "シート名変更", "--set", "basis=whole", "--set", "old=Data", "--set", "new=D2"},
+    };
+    for (const auto& args : runs) {
+        Outcome r = run(args);
+        EXPECT_EQ(r.code, 1) << args[1] << "\n" << r.err;
+        EXPECT_NE(r.err.find("保護.xlsx ブック「保護.xlsx」の構成は保護されているため"),
+                  std::string::npos)
+            << args[1] << "\n" << r.err;
+        EXPECT_EQ(read(book), before) << args[1];
+    }
 }
 
 }  // namespace

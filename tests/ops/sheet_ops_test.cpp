@@ -124,6 +124,8 @@ TEST(SheetPaneChecks, FirstComplaintInOrder) {
         {"シート名変更",
          {{"basis", "part"}, {"old", ""}, {"new", "x"}},
          "変更前のシート名（一部）を入力してください。"},
+        // The whole-name mode leaves a missing old name to the run, which logs the sheet.
+        {"シート名変更", {{"basis", "whole"}, {"old", ""}, {"new", "x"}}, ""},
         {"シート名変更",
          {{"basis", "part"}, {"old", "*"}, {"new", "x"}},
          "変更前のシート名に、記号＊は使えない。"},

@@ -295,6 +295,13 @@ TEST_F(DriverTest, all_sheets_loop_visits_worksheets_only_and_restores_the_activ
     EXPECT_EQ(world_.log.active_at_save, std::vector<std::string>{"表2"});
 }
 
+TEST_F(DriverTest, all_sheets_loop_brings_back_an_active_chart_sheet) {
+    add_book("a.xlsx", {{{"W1"}, {"Ch", xl::xlChart}, {"W2"}}, 2});
+    auto out = run(updating_op(), "すべてのシート_セル");
+    ASSERT_TRUE(out.checked);
+    EXPECT_EQ(world_.log.active_at_save, std::vector<std::string>{"Ch"});
+}
+
 TEST_F(DriverTest, pre_run_check_refuses_missing_and_office_locked_files) {
     add_book("a.xlsx");
     files_.push_back({dir_.string(), "gone.xlsx", true});

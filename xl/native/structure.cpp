@@ -60,6 +60,13 @@ void rename_pivot_sources(Book& b, std::string_view old_name, std::string_view n
     }
 }
 
+// The application refuses every change of the sheet list of a workbook whose structure is
+// protected; `what` says what was asked ("シート「A」の名前を変更").
+Result<void> structure_unlocked(Book& b, const std::string& what) {
+    if (!b.workbook_part().structure_locked()) return {};
+    return refused("ブック「" + b.name() + "」の構成は保護されているため、" + what + "できません。");
+}
+
 // The sheet of this book that `w` is, or nullptr (also for a sheet of another book).
 Sheet* own_sheet(Book& b, Worksheet* w) {
     for (auto& s : b.sheets())
@@ -71,6 +78,7 @@ Sheet* own_sheet(Book& b, Worksheet* w) {
 
 Result<void> Sheet::set_name(const std::string& name) {
     if (name == name_) return {};
+    if (auto r = structure_unlocked(book_, "シート「" + name_ + "」の名前を変更"); !r) return r;
     if (auto r = check_sheet_name(name, sheet_names(book_, this)); !r) return r;
     const std::string old = name_;
     // A change of case only needs no formula rewritten (references compare without case), but
@@ -88,6 +96,7 @@ Result<void> Sheet::set_name(const std::string& name) {
 }
 
 Result<Worksheet*> Book::add_worksheet(Worksheet* before, Worksheet* after) {
+    if (auto r = structure_unlocked(*this, "シートを挿入"); !r) return r.error();
     Sheet* b = own_sheet(*this, before);
     Sheet* a = own_sheet(*this, after);
     if ((before && !b) || (after && !a))
@@ -122,6 +131,7 @@ Result<Worksheet*> Book::add_worksheet(Worksheet* before, Worksheet* after) {
 
 Result<void> Sheet::delete_sheet() {
     Book& b = book_;
+    if (auto r = structure_unlocked(b, "シート「" + name_ + "」を削除"); !r) return r;
     int visible_left = 0;
     for (const auto& s : b.sheets())
         if (s.get() != this && s->visible()) ++visible_left;
@@ -179,6 +189,7 @@ Result<void> Sheet::move(Worksheet* before, Worksheet* after) {
     Sheet* target = own_sheet(b, anchor);
     if (!target) {
         // To another workbook (or a new one): a copy there, then this sheet goes.
+        if (auto r = structure_unlocked(b, "シート「" + name_ + "」を移動"); !r) return r;
         int visible_left = 0;
         for (const auto& s : b.sheets())
             if (s.get() != this && s->visible()) ++visible_left;
@@ -195,6 +206,7 @@ Result<void> Sheet::move(Worksheet* before, Worksheet* after) {
     int to = b.sheet_position(target) + (after ? 1 : 0);
     if (to > from) --to;
     if (to == from) return {};
+    if (auto r = structure_unlocked(b, "シート「" + name_ + "」を移動"); !r) return r;
     WorkbookPart& wp = b.workbook_part();
     // The <sheet> elements are put in the new order as a whole.
     std::vector<pugi::xml_node> elements;
@@ -254,6 +266,7 @@ Result<Worksheet*> Sheet::copy(Worksheet* before, Worksheet* after) {
         return copied;
     }
     Book& dest = static_cast<Book&>(anchor->parent());
+    if (auto r = structure_unlocked(dest, "シートをコピー"); !r) return r.error();
     return copy_sheet(*this, dest, before, after);
 }
 

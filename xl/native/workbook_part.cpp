@@ -88,6 +88,10 @@ bool WorkbookPart::date1904() const {
     return truthy(xml::child(root(), "workbookPr").attribute("date1904").value());
 }
 
+bool WorkbookPart::structure_locked() const {
+    return truthy(xml::child(root(), "workbookProtection").attribute("lockStructure").value());
+}
+
 std::string WorkbookPart::code_name() const {
     return xml::child(root(), "workbookPr").attribute("codeName").value();
 }

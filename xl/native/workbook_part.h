@@ -31,6 +31,8 @@ public:
     int active_tab() const;
     void set_active_tab(int index);
     bool date1904() const;
+    // workbookProtection lockStructure: sheets may not be added, removed, moved or renamed.
+    bool structure_locked() const;
     std::string code_name() const;
     // Sets calcPr fullCalcOnLoad="1" (calcPr created in its place when missing).
     void set_full_calc_on_load();
