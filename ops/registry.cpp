@@ -9,6 +9,9 @@ namespace {
 using TableFn = std::span<const Procedures> (*)();
 const TableFn kTables[] = {
     cell_procedures,
+    romaji_procedures,
+    kansuji_procedures,
+    digit_check_procedures,
     sheet_procedures,
     book_procedures,
     tool_procedures,

@@ -22,6 +22,9 @@ using run::SkipFn;
 // Tables of procedures, one per topic file (ops/<area>/<topic>.cpp ends in its table); the
 // registry lists them all in dispatch order.
 std::span<const Procedures> cell_procedures();
+std::span<const Procedures> romaji_procedures();
+std::span<const Procedures> kansuji_procedures();
+std::span<const Procedures> digit_check_procedures();
 std::span<const Procedures> sheet_procedures();
 std::span<const Procedures> book_procedures();
 std::span<const Procedures> tool_procedures();

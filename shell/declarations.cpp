@@ -69,6 +69,12 @@ Field look_in() {
     return option("look_in", "検索対象", {{"formulas", "数式"}, {"values", "値"}}, "formulas");
 }
 
+// List the result, or write it back into the cells.
+Field output_choice() {
+    return option("output", "出力先", {{"list", "一覧に表示"}, {"write", "セルに書き込む"}},
+                  "list");
+}
+
 Field output_folder(int history) { return folder("folder", "登録先ディレクトリ", history); }
 
 // Kinds of item that the colour operations treat, one check box each.
@@ -371,7 +377,9 @@ const std::vector<Entry>& table() {
                           {"simple_reversed_capital", "簡易式・名 姓・先頭大文字"},
                           {"simple_reversed_upper", "簡易式・名 姓・大文字"},
                           {"simple_reversed_family_upper", "簡易式・名 姓・姓のみ大文字"}},
-                         "hepburn")}})},
+                         "hepburn"),
+                  output_choice(),
+                  number("offset", "書き込む列（右へ何列目か、0はそのセル）", "1")}})},
         {C, S, ""},
         {C, "条件付き書式設定", "", {"Cell_JokenSyosiki"}},
         {C, "値のチェック", "", {"Cell_ValueCheck"}},

@@ -308,29 +308,52 @@ std::size_t append_full_kana(std::u32string_view in, std::size_t i, std::u32stri
 
 }  // namespace
 
-std::string widen(std::string_view s) {
+namespace {
+
+bool is_ascii_alnum(char32_t c) {
+    return (c >= U'0' && c <= U'9') || (c >= U'A' && c <= U'Z') || (c >= U'a' && c <= U'z');
+}
+
+// The width class of a half-width character (0 when it has no full-width form here).
+unsigned half_width_class(char32_t c) {
+    if (is_half_kana(c)) return kKanaWidth;
+    if (c == U' ') return kSymbolWidth;
+    if (c >= 0x21 && c <= 0x7E) return is_ascii_alnum(c) ? kAlnumWidth : kSymbolWidth;
+    return 0;
+}
+
+}  // namespace
+
+std::string widen(std::string_view s, unsigned classes) {
     std::u32string in = to_u32(s), out;
     for (std::size_t i = 0; i < in.size();) {
         char32_t c = in[i];
-        if (is_half_kana(c)) {
+        unsigned cls = half_width_class(c);
+        if (!(cls & classes)) {
+            out.push_back(c);
+            ++i;
+        } else if (cls == kKanaWidth) {
             i += append_full_kana(in, i, out);
-            continue;
+        } else {
+            out.push_back(c == U' ' ? char32_t{0x3000} : c + 0xFEE0);
+            ++i;
         }
-        if (c == U' ') out.push_back(0x3000);
-        else if (c >= 0x21 && c <= 0x7E) out.push_back(c + 0xFEE0);
-        else out.push_back(c);
-        ++i;
     }
     return to_utf8(out);
 }
 
-std::string narrow(std::string_view s) {
+std::string widen(std::string_view s) { return widen(s, kAllWidths); }
+
+std::string narrow(std::string_view s, unsigned classes) {
     std::u32string in = to_u32(s), out;
     for (char32_t c : in) {
         if (c == 0x3000) {
-            out.push_back(U' ');
+            out.push_back(classes & kSymbolWidth ? U' ' : c);
         } else if (c >= 0xFF01 && c <= 0xFF5E) {
-            out.push_back(c - 0xFEE0);
+            char32_t half = c - 0xFEE0;
+            out.push_back(half_width_class(half) & classes ? half : c);
+        } else if (!(classes & kKanaWidth)) {
+            out.push_back(c);
         } else {
             bool done = false;
             for (char32_t h = 0xFF61; h <= 0xFF9F && !done; ++h) {
@@ -354,10 +377,36 @@ std::string narrow(std::string_view s) {
     return to_utf8(out);
 }
 
+std::string narrow(std::string_view s) { return narrow(s, kAllWidths); }
+
+std::string widen_kana_runs(std::string_view s) {
+    // Code points U+FF66..U+FF9F are the single-byte Shift-JIS codes 166..223.
+    auto in_run = [](char32_t c) { return c >= 0xFF66 && c <= 0xFF9F; };
+    std::u32string in = to_u32(s), out;
+    for (std::size_t i = 0; i < in.size();) {
+        if (!in_run(in[i])) {
+            out.push_back(in[i++]);
+            continue;
+        }
+        std::size_t end = i;
+        while (end < in.size() && in_run(in[end])) ++end;
+        out += to_u32(widen(to_utf8(std::u32string_view(in).substr(i, end - i))));
+        i = end;
+    }
+    return to_utf8(out);
+}
+
 std::string to_katakana(std::string_view s) {
     std::u32string cps = to_u32(s);
     for (char32_t& c : cps)
         if (c >= 0x3041 && c <= 0x3096) c += 0x60;
+    return to_utf8(cps);
+}
+
+std::string to_hiragana(std::string_view s) {
+    std::u32string cps = to_u32(s);
+    for (char32_t& c : cps)
+        if (c >= 0x30A1 && c <= 0x30F6) c -= 0x60;
     return to_utf8(cps);
 }
 
@@ -370,9 +419,12 @@ std::u32string fold_width(std::u32string_view in) {
             i += append_full_kana(in, i, out);
             continue;
         }
-        if (c == 0x3000) out.push_back(U' ');
-        else if (c >= 0xFF01 && c <= 0xFF5E) out.push_back(c - 0xFEE0);
-        else out.push_back(c);
+        if (c == 0x3000)
+            out.push_back(U' ');
+        else if (c >= 0xFF01 && c <= 0xFF5E)
+            out.push_back(c - 0xFEE0);
+        else
+            out.push_back(c);
         ++i;
     }
     return out;

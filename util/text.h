@@ -45,8 +45,24 @@ std::string lower(std::string_view utf8);
 std::string widen(std::string_view utf8);
 // Half-width form of full-width ASCII, the ideographic space and katakana.
 std::string narrow(std::string_view utf8);
+// The classes of characters that widen and narrow may convert, to be or-ed together: letters and
+// digits; katakana with their marks and the half-width punctuation of their block; the other
+// ASCII symbols and the space.
+enum WidthClass : unsigned {
+    kAlnumWidth = 1,
+    kKanaWidth = 2,
+    kSymbolWidth = 4,
+    kAllWidths = 7,
+};
+std::string widen(std::string_view utf8, unsigned classes);
+std::string narrow(std::string_view utf8, unsigned classes);
+// Widens each run of half-width katakana as one piece, so that a voiced or semi-voiced mark
+// joins its kana; every other character (the half-width punctuation 。「」、・ included) is kept.
+std::string widen_kana_runs(std::string_view utf8);
 // Hiragana to katakana.
 std::string to_katakana(std::string_view utf8);
+// Katakana to hiragana (ヷ..ヺ, which have no hiragana, are kept).
+std::string to_hiragana(std::string_view utf8);
 // Width fold used when full-width and half-width forms must compare equal (MatchByte off).
 std::u32string fold_width(std::u32string_view s);
 

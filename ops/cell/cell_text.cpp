@@ -1,9 +1,8 @@
 #include "ops/cell/cell_text.h"
 
-#include <algorithm>
 #include <optional>
 
-#include "address/address.h"
+#include "ops/cell/cell_common.h"
 #include "report/result_table.h"
 #include "run/session.h"
 #include "util/text.h"
@@ -14,33 +13,12 @@ namespace k = cell_text_keys;
 
 namespace {
 
-// The four range boxes as numbers (0 for a box left empty): column-from, row-from, column-to,
-// row-to.
-struct Boxes {
-    std::int32_t col_from = 0, row_from = 0, col_to = 0, row_to = 0;
-};
-
-Boxes read_boxes(const shell::Params& p) {
-    auto row = [&](const char* key) { return address::Address_To_GyoNo(p.text(key)).start; };
-    auto col = [&](const char* key) {
-        return address::column_number(address::Address_Hensyu(text::trim(p.text(key))));
-    };
-    return {col(k::kColFrom), row(k::kRowFrom), col(k::kColTo), row(k::kRowTo)};
-}
-
-std::string range_boxes_error(const shell::Params& p) {
-    return address::Check_GyoRetu_01_All(p.text(k::kColFrom), p.text(k::kRowFrom),
-                                         p.text(k::kColTo), p.text(k::kRowTo));
-}
-
 // The search range as an address: "B2:D9", "B:D" or "2:9"; ":" when every box is empty.
 std::string search_address(const Boxes& b) {
     auto row = [](std::int32_t r) { return r > 0 ? std::to_string(r) : std::string(); };
     return xl::column_letters(b.col_from) + row(b.row_from) + ":" + xl::column_letters(b.col_to) +
            row(b.row_to);
 }
-
-std::string sheet_label(const xl::Worksheet& ws) { return ws.name() + "(" + ws.code_name() + ")"; }
 
 xl::FindOptions find_options(const shell::Params& p) {
     xl::FindOptions o;
@@ -85,22 +63,6 @@ void for_each_found(run::Session& s, const xl::Range& range, const xl::FindOptio
 Error no_sheet() { return Error::failed("シートが開かれていません。"); }
 
 }  // namespace
-
-std::string Excel_Used_Cells(xl::Worksheet& sheet, std::int32_t col_from, std::int32_t row_from,
-                             std::int32_t col_to, std::int32_t row_to) {
-    xl::Area used = sheet.used_range();
-    xl::Area a = used;
-    if (row_from > 0 || row_to > 0) {
-        a.first_row = std::max(row_from > 0 ? row_from : 1, used.first_row);
-        a.last_row = std::min(row_to > 0 ? row_to : used.last_row, used.last_row);
-    }
-    if (col_from > 0 || col_to > 0) {
-        a.first_col = std::max(col_from > 0 ? col_from : 1, used.first_col);
-        a.last_col = std::min(col_to > 0 ? col_to : used.last_col, used.last_col);
-    }
-    if (a.first_row > a.last_row || a.first_col > a.last_col) return {};
-    return xl::format_address(a);
-}
 
 std::string Check_セル_文字列検索(const shell::Params& p, std::string_view) {
     if (std::string e = range_boxes_error(p); !e.empty()) return e;

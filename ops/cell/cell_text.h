@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "ops/cell/cell_common.h"
 #include "shell/params.h"
 #include "util/result.h"
 
@@ -35,13 +36,6 @@ inline constexpr const char* kLookIn = "look_in";
 inline constexpr const char* kFormulas = "formulas";
 inline constexpr const char* kValues = "values";
 }  // namespace cell_text_keys
-
-// The rectangle of columns col_from..col_to and rows row_from..row_to (0 for a box left empty)
-// cut to the sheet's used range, as an absolute address ("$B$2:$D$9"). A pair of empty boxes
-// takes the used range's extent; all four empty give the whole used range. "" when the rectangle
-// misses the used range.
-std::string Excel_Used_Cells(xl::Worksheet& sheet, std::int32_t col_from, std::int32_t row_from,
-                             std::int32_t col_to, std::int32_t row_to);
 
 std::string Check_セル_文字列検索(const shell::Params& p, std::string_view category);
 std::string Check_セル_文字列置換(const shell::Params& p, std::string_view category);
