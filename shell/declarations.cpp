@@ -75,6 +75,23 @@ Field output_choice() {
                   "list");
 }
 
+Field cell_address(const char* key, const char* caption) {
+    return Field{key, FieldKind::Address, caption, "", {}, -1, false};
+}
+
+// The (address, value) pairs of 文字列設定２.
+std::vector<Field> value_pairs() {
+    static const char* const kDigits[] = {"１", "２", "３", "４", "５", "６", "７", "８"};
+    std::vector<Field> out;
+    for (int i = 1; i <= 8; ++i) {
+        const std::string n = std::to_string(i);
+        const std::string row = kDigits[i - 1];
+        out.push_back(Field{"address" + n, FieldKind::Address, "セル" + row, "", {}, -1, false});
+        out.push_back(Field{"value" + n, FieldKind::Text, "値" + row, "", {}, -1, false});
+    }
+    return out;
+}
+
 Field output_folder(int history) { return folder("folder", "登録先ディレクトリ", history); }
 
 // Kinds of item that the colour operations treat, one check box each.
@@ -339,8 +356,13 @@ const std::vector<Entry>& table() {
         {C, "値の加算_リンク登録", "", {"Cell_Sum_Link"}},
         {C, "セルの値でハイパーリンク作成", "", {"Cell_Hyperlink"}},
         {C, S, ""},
-        {C, "文字列設定１", "", {"Cell_Moji_Settei1"}},
-        {C, "文字列設定２", "", {"Cell_Moji_Settei2"}},
+        {C,
+         "文字列設定１",
+         "",
+         {"Cell_Moji_Settei1", "Cell_Moji_Settei1_T"},
+         {cell_address("address", "設定するセル（例 B3、B3:D5、Sheet2!B3）"),
+          hist("value", "設定する値（文字・数値・=で始まる計算式）", 0)}},
+        {C, "文字列設定２", "", {"Cell_Moji_Settei2"}, value_pairs()},
         {C,
          "文字列検索",
          "",
@@ -353,7 +375,13 @@ const std::vector<Entry>& table() {
          fields({range4(),
                  {hist("search", "検索文字", 0, true), hist("replace", "置換後の文字", 1)},
                  match3()})},
-        {C, "日付検索", "", {"Cell_DateSearch"}},
+        {C,
+         "日付検索",
+         "",
+         {"Cell_DateSearch"},
+         fields({range4(),
+                 {text("from", "開始日（yyyy/mm/dd、空白は制限なし）"),
+                  text("to", "終了日（yyyy/mm/dd、空白は制限なし）")}})},
         {C, "ふり仮名検索", "", {"Cell_Furigana"}},
         {C,
          "カナ→ローマ字",
@@ -382,7 +410,20 @@ const std::vector<Entry>& table() {
                   number("offset", "書き込む列（右へ何列目か、0はそのセル）", "1")}})},
         {C, S, ""},
         {C, "条件付き書式設定", "", {"Cell_JokenSyosiki"}},
-        {C, "値のチェック", "", {"Cell_ValueCheck"}},
+        {C,
+         "値のチェック",
+         "",
+         {"Cell_ValueCheck"},
+         fields({range4(),
+                 {option("rule", "チェック内容",
+                         {{"number_text", "文字列として入力された数値"},
+                          {"blanks", "前後に空白がある文字"},
+                          {"full_digits", "全角の数字を含む文字"},
+                          {"non_cp932", "Shift_JISで表せない文字を含む文字"},
+                          {"empty", "範囲内の空白セル"},
+                          {"too_long", "文字数が上限を超える値"}},
+                         "number_text"),
+                  number("max_length", "上限の文字数")}})},
         {C,
          "整数の桁数チェック",
          "",
@@ -399,11 +440,35 @@ const std::vector<Entry>& table() {
                  {number("digits", "小数部の桁数"),
                   option("value_kind", "チェックする値",
                          {{"value", "セルの値"}, {"display", "表示形式で表示した値"}}, "value")}})},
-        {C, "エラー表示一覧", "", {"Cell_ErrorList"}},
+        {C, "エラー表示一覧", "", {"Cell_ErrorList"}, range4()},
         {C, "カラーチェック", "", {"Cell_ColorCheck"}},
         {C, S, ""},
-        {C, "文字の追加", "", {"Cell_Moji_Add"}},
-        {C, "文字の操作１", "", {"Cell_Moji_Sosa1"}},
+        {C,
+         "文字の追加",
+         "",
+         {"Cell_Moji_Add", "Cell_Moji_Add_T"},
+         fields(
+             {range4(),
+              {hist("text", "追加する文字", 0),
+               option("position", "追加する位置",
+                      {{"front", "先頭"}, {"end", "末尾"}, {"at", "指定した文字数の後"}}, "front"),
+               number("at", "何文字目の後に追加するか"),
+               check("numbers", "数値のセルにも追加する")}})},
+        {C,
+         "文字の操作１",
+         "",
+         {"Cell_Moji_Sosa1"},
+         fields({range4(),
+                 {option("conversion", "変換",
+                         {{"to_full", "全角に変換"},
+                          {"to_half", "半角に変換"},
+                          {"to_katakana", "ひらがな→カタカナ"},
+                          {"to_hiragana", "カタカナ→ひらがな"},
+                          {"to_upper", "英字を大文字に"},
+                          {"to_lower", "英字を小文字に"}},
+                         "to_half"),
+                  check("alnum", "英数字", "1"), check("kana", "カナ", "1"),
+                  check("symbol", "記号・空白", "1"), output_choice()}})},
         {C,
          "文字の操作１_漢数字",
          "",
@@ -414,7 +479,22 @@ const std::vector<Entry>& table() {
                           {"full", "漢数字→全角数字"},
                           {"kanji", "数字→漢数字"}},
                          "half")}})},
-        {C, "文字の操作２", "", {"Cell_Moji_Sosa2"}},
+        {C,
+         "文字の操作２",
+         "",
+         {"Cell_Moji_Sosa2", "Cell_Moji_Sosa2_T"},
+         fields({range4(),
+                 {option("operation", "操作",
+                         {{"trim", "前後の空白を削除"},
+                          {"trim_left", "先頭の空白を削除"},
+                          {"trim_right", "末尾の空白を削除"},
+                          {"remove_spaces", "すべての空白を削除"},
+                          {"remove_breaks", "改行を削除"},
+                          {"remove_chars", "指定した文字を削除"},
+                          {"digits_only", "数字だけを残す"}},
+                         "trim"),
+                  check("full_space", "全角の空白も対象にする", "1"),
+                  hist("chars", "削除する文字", 0), output_choice()}})},
         {C, S, ""},
         {C, "計算式一覧", "", {"Cell_Formula_List"}},
         {C, "結合セル一覧", "", {"Cell_Merge_List"}},
