@@ -16,7 +16,8 @@ const TableFn kTables[] = {
     value_check_procedures,
     cell_set_procedures,
     sheet_procedures,
-    book_procedures,
+    export_procedures,
+    extension_procedures,
     tool_procedures,
 };
 

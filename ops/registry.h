@@ -29,7 +29,8 @@ std::span<const Procedures> text_convert_procedures();
 std::span<const Procedures> value_check_procedures();
 std::span<const Procedures> cell_set_procedures();
 std::span<const Procedures> sheet_procedures();
-std::span<const Procedures> book_procedures();
+std::span<const Procedures> export_procedures();
+std::span<const Procedures> extension_procedures();
 std::span<const Procedures> tool_procedures();
 
 // Dispatch: nullptr when no implemented operation matches. An entry whose category is the full

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <ctime>
 #include <exception>
+#include <filesystem>
 
 #include "run/locks.h"
 #include "run/session.h"
@@ -178,6 +179,8 @@ RunOutcome Driver::run() {
             if (f.selected && is_target_extension(upper_extension(f.name)))
                 targets.push_back(f.full_path());
     locks_.Up_File_LockAll(targets);
+    for (const std::string& t : targets)
+        s.target_files.insert(std::filesystem::path(t).lexically_normal().string());
     s.processed = 0;
 
     if (proc_->collects) {

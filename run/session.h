@@ -3,6 +3,7 @@
 // workbook's names, the grid maxima, the run error text, the result table and the cancel flag.
 
 #include <cstdint>
+#include <set>
 #include <string>
 
 #include "run/host.h"
@@ -44,6 +45,11 @@ public:
     // The collecting workbook of the combining operations and its active sheet at creation.
     std::string dest_book_name;
     std::string dest_sheet_name;
+
+    // The run's targets (full paths) and the files its operations wrote, so that an operation
+    // that writes files of its own never overwrites a target or a file written earlier in the run.
+    std::set<std::string> target_files;
+    std::set<std::string> written_files;
 
     bool cancel = false;  // the cancel flag
     bool error_flag = false;
