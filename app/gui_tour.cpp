@@ -109,6 +109,53 @@ bool makeBooks(const QString& folder) {
     return true;
 }
 
+// Answers every dialog of a run at once: OK to the first-file confirmation and to messages.
+void answerDialogs() {
+    QWidget* modal = QApplication::activeModalWidget();
+    if (!modal || !modal->isVisible()) return;
+    if (auto* first = qobject_cast<sheaflow::gui::FirstFileDialog*>(modal))
+        first->okButton()->click();
+    else if (auto* box = qobject_cast<QMessageBox*>(modal))
+        box->button(QMessageBox::Ok)->click();
+    else if (auto* dialog = qobject_cast<QDialog*>(modal))
+        dialog->reject();
+}
+
+// --bench: one job through the main window over a folder, timed from the run button to the
+// end of the run (result window filled), printed as "gui_seconds N".
+int bench(const QString& folder, const QString& category, const QString& operation,
+          const QStringList& sets) {
+    QTemporaryDir work;
+    const QString params = work.path() + QStringLiteral("/Temp");
+    QDir().mkpath(params);
+    sheaflow::gui::MainWindow w(ss(params),
+                                [] { return sheaflow::xl::native::create_application(); });
+    w.resize(1280, 800);
+    w.show();
+    settle(300);
+    w.setFolder(folder);
+    if (!choose(w.findChild<QListWidget*>("List1_0"), category) ||
+        !choose(w.findChild<QListWidget*>("List1_1"), operation))
+        return 2;
+    for (const QString& set : sets) {
+        const qsizetype eq = set.indexOf(u'=');
+        setText(w.pane(), qPrintable(set.left(eq)), set.mid(eq + 1));
+    }
+    w.checkProcess();
+    settle(100);
+    QTimer answer;
+    QObject::connect(&answer, &QTimer::timeout, answerDialogs);
+    answer.start(1);
+    QElapsedTimer t;
+    t.start();
+    w.runOperation();
+    const double seconds = static_cast<double>(t.nsecsElapsed()) / 1e9;
+    answer.stop();
+    std::printf("gui_seconds %.3f\n", seconds);
+    std::fflush(stdout);
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -119,8 +166,21 @@ int main(int argc, char** argv) {
     const QCommandLineOption out({QStringLiteral("out")}, QStringLiteral("screenshot folder"),
                                  QStringLiteral("folder"), QStringLiteral("screenshots"));
     parser.addOption(out);
+    const QCommandLineOption bench_folder({QStringLiteral("bench")},
+                                          QStringLiteral("time one job over this folder"),
+                                          QStringLiteral("folder"));
+    const QCommandLineOption category({QStringLiteral("category")}, QStringLiteral("category"),
+                                      QStringLiteral("name"));
+    const QCommandLineOption operation({QStringLiteral("operation")},
+                                       QStringLiteral("operation"), QStringLiteral("name"));
+    const QCommandLineOption set({QStringLiteral("set")}, QStringLiteral("pane field"),
+                                 QStringLiteral("key=value"));
+    parser.addOptions({bench_folder, category, operation, set});
     parser.addHelpOption();
     parser.process(app);
+    if (parser.isSet(bench_folder))
+        return bench(parser.value(bench_folder), parser.value(category), parser.value(operation),
+                     parser.values(set));
     g_out = parser.value(out);
     QDir().mkpath(g_out);
 

@@ -12,6 +12,7 @@
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPlainTextEdit>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QSettings>
@@ -61,8 +62,11 @@ MainWindow::MainWindow(std::string param_folder, run::ApplicationFactory make_ap
     setObjectName("Sheaflow_F");
     setWindowTitle(QStringLiteral("Sheaflow"));
     buildUi();
-    host_ = std::make_unique<GuiHost>(this, progress_, status_);
-    host_->setAfterYield([this] { syncSelectionToList(); });
+    host_ = std::make_unique<GuiHost>(this, progress_, status_, progress_bar_);
+    host_->setAfterYield([this] {
+        followCurrentTarget();
+        syncSelectionToList();
+    });
     restoreWindowSettings();
     startUp();
 }
@@ -154,7 +158,12 @@ void MainWindow::buildUi() {
     progress_->setObjectName("Lst_Progress");
     status_ = new QLabel(progress_box);
     status_->setObjectName("Lbl_Status");
+    progress_bar_ = new QProgressBar(progress_box);
+    progress_bar_->setObjectName("Prg_Files");
+    progress_bar_->setValue(0);
+    progress_bar_->setFormat(QString());
     progress_layout->addWidget(progress_, 1);
+    progress_layout->addWidget(progress_bar_);
     progress_layout->addWidget(status_);
 
     top_split_ = new QSplitter(Qt::Horizontal, central);
@@ -366,6 +375,17 @@ void MainWindow::syncSelectionFromList() {
         targets_[static_cast<std::size_t>(i)].selected = files_->topLevelItem(i)->isSelected();
 }
 
+void MainWindow::followCurrentTarget() {
+    // The driver deselects the file it works on; the list still shows it selected.
+    for (int i = 0; i < files_->topLevelItemCount() && i < static_cast<int>(targets_.size()); ++i) {
+        QTreeWidgetItem* item = files_->topLevelItem(i);
+        if (!targets_[static_cast<std::size_t>(i)].selected && item->isSelected()) {
+            files_->scrollToItem(item);
+            return;
+        }
+    }
+}
+
 void MainWindow::syncSelectionToList() {
     const bool was = syncing_;
     syncing_ = true;
@@ -442,10 +462,17 @@ void MainWindow::runOperation() {
     status_->clear();
     const int messages_before = host_->messagesShown();
     setRunning(true);
+    // Locking and checking a large folder takes seconds before the first yield: the window
+    // shows the run as started (run disabled, 中止 enabled) before that.
+    progress_bar_->setRange(0, 1);
+    progress_bar_->setValue(0);
+    progress_bar_->setFormat(QStringLiteral("開始しています…"));
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
     // The driver shows the completion message itself; the window adds the error text and the
     // result list.
     const run::RunOutcome outcome =
         run::run_batch(request, *host_, table_, records_, make_application_);
+    host_->flush();
     setRunning(false);
     syncSelectionToList();
     status_->clear();
@@ -458,12 +485,16 @@ void MainWindow::runOperation() {
     // A run stopped at the first file or cancelled ends there; its error lines are still shown
     // so that the user sees why.
     if (!outcome.error_text.empty()) showErrorText(outcome.error_text);
-    if (outcome.cancelled || outcome.stopped) return;
-    if (outcome.is_list) {
+    // A cancelled list keeps the rows found so far, marked as partial.
+    const bool partial = outcome.cancelled || outcome.stopped;
+    if (outcome.is_list && (!partial || !table_.empty())) {
         if (!result_window_) result_window_ = new ResultWindow(make_application_, this);
-        result_window_->setTable(table_, qs(category_) + QStringLiteral("　") + qs(op_->name));
+        QString title = qs(category_) + QStringLiteral("　") + qs(op_->name);
+        if (partial) title += QStringLiteral("（中止したため途中まで）");
+        result_window_->setTable(table_, title);
         result_window_->show();
         result_window_->raise();
+        result_window_->activateWindow();
     }
 }
 
@@ -491,6 +522,7 @@ void MainWindow::showErrorText(const std::string& text) {
     error_text_->setPlainText(messageText(text));
     error_window_->show();
     error_window_->raise();
+    error_window_->activateWindow();
 }
 
 QString MainWindow::lastErrorText() const {

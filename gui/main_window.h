@@ -24,6 +24,7 @@ class QScrollArea;
 class QTreeWidget;
 class QSplitter;
 class QPlainTextEdit;
+class QProgressBar;
 
 namespace sheaflow::gui {
 
@@ -76,6 +77,7 @@ private:
     void showTargets();
     void syncSelectionFromList();
     void syncSelectionToList();
+    void followCurrentTarget();
     void showErrorText(const std::string& text);
     std::vector<std::string> firstTargetSheetNames();
     void saveWindowSettings();
@@ -112,6 +114,7 @@ private:
     QTreeWidget* files_ = nullptr;      // Lst_FileName
     QListWidget* progress_ = nullptr;   // the progress list
     QLabel* status_ = nullptr;
+    QProgressBar* progress_bar_ = nullptr;
     QPushButton* run_button_ = nullptr;     // Cmd_Update2
     QPushButton* end_button_ = nullptr;     // Cmd_Cancel index 0
     QPushButton* cancel_button_ = nullptr;  // Cmd_Cancel index 1

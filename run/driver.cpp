@@ -50,6 +50,7 @@ namespace {
 constexpr const char* kUpdateError = "更新エラー　";
 constexpr const char* kWriteError = "書込エラー　";
 constexpr const char* kUnchanged = "変更なし（保存しませんでした）";
+constexpr const char* kCancelled = "処理を中止しました。";
 constexpr const char* kCompleted = "処理が終了しました。";
 constexpr const char* kProgressCleared = "処理状況の表示件数が1,000件を超えたので、クリアします。";
 // A document window's WindowState before saving; the value the run has always used here.
@@ -230,6 +231,7 @@ RunOutcome Driver::run() {
             f.selected = true;
 
             if (stop_) {
+                host_.progress(kCancelled);
                 app_->visible = true;
                 app_->screen_updating = true;
                 quit();
@@ -244,6 +246,7 @@ RunOutcome Driver::run() {
     out_.processed = s.processed;
     if (!s.cancel) host_.progress_file(total + 1, total, {});
     if (s.cancel) {
+        host_.progress(kCancelled);
         app_->visible = true;
         app_->screen_updating = true;
         quit();
@@ -488,6 +491,13 @@ void Driver::finish(Clock::time_point start) {
     Clock::time_point end = Clock::now();
     out_.completion_text = std::string(kCompleted) + "\n開始時刻 " + stamp(start) + "　経過時間 " +
                            elapsed_text(end - start);
+    if (session_ && proc_->needs_files) {
+        // The counts: files worked on, left unchanged, and failed.
+        std::string counts = "\n処理したファイル " + std::to_string(session_->processed) + " 件";
+        if (out_.unchanged > 0) counts += "（うち変更なし " + std::to_string(out_.unchanged) + " 件）";
+        counts += "　エラー " + std::to_string(out_.failed_files) + " 件";
+        out_.completion_text += counts;
+    }
     if (!out_.output_path.empty())
         out_.completion_text += "\nまとめたブックを「" + out_.output_path + "」に保存しました。";
     if (session_) {

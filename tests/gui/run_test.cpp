@@ -10,6 +10,8 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPlainTextEdit>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
@@ -195,6 +197,35 @@ private slots:
             QCOMPARE(qs(cellA(fx.books + name, 1)), QStringLiteral("東京"));
         QVERIFY(!w.running());
         QVERIFY(w.findChild<QListWidget*>("List1_0")->isEnabled());
+    }
+
+    void a_cancelled_search_keeps_its_rows_as_partial_and_says_so() {
+        Fixture fx;
+        for (const char* name : {"/1.xlsx", "/2.xlsx", "/3.xlsx"})
+            QVERIFY(makeBook(fx.books + name, {"東京"}));
+        MainWindow w(fx.params, engine);
+        w.setFolder(fx.books);
+        QVERIFY(choose(w.findChild<QListWidget*>("List1_0"), QStringLiteral("セル")));
+        QVERIFY(choose(w.findChild<QListWidget*>("List1_1"), QStringLiteral("文字列検索")));
+        setText(w.pane(), "search", QStringLiteral("東京"));
+        w.checkProcess();
+        DialogScript script(true);
+        QString bar_during_run;
+        script.inspect = [&](QWidget* modal) {
+            if (!qobject_cast<FirstFileDialog*>(modal)) return;
+            bar_during_run = w.findChild<QProgressBar*>("Prg_Files")->text();
+            w.findChild<QPushButton*>("Cmd_Cancel_1")->click();
+        };
+        w.findChild<QPushButton*>("Cmd_Update2")->click();
+        QCOMPARE(bar_during_run.left(8), QStringLiteral("0 / 3 ファ"));
+        auto* progress = w.findChild<QListWidget*>("Lst_Progress");
+        QCOMPARE(progress->item(progress->count() - 1)->text(), QStringLiteral("処理を中止しました。"));
+        ResultWindow* result = w.resultWindow();
+        QVERIFY(result && result->isVisible());
+        QVERIFY(result->findChild<QLabel*>("Lbl_Caption")->text().endsWith(
+            QStringLiteral("（中止したため途中まで）")));
+        QVERIFY(result->findChild<QPlainTextEdit*>()->toPlainText().contains(
+            QStringLiteral("1.xlsx")));
     }
 
     void a_replace_saves_every_workbook_and_shows_the_failed_one() {
