@@ -14,9 +14,10 @@ const char* const kUsage =
     "  sheaflow params カテゴリー 処理 [--param-dir フォルダー]\n"
     "      処理の設定項目（キー<TAB>項目名<TAB>現在の値）\n"
     "  sheaflow run カテゴリー 処理 --folder フォルダー [--subfolders] [--files パターン]\n"
-    "      [--set キー=値]... [--yes] [--out ファイル] [--format tsv|csv|fixed]\n"
-    "      [--param-dir フォルダー]\n"
-    "      フォルダー内のブックに処理を実行\n";
+    "      [--set キー=値]... [--yes] [--out ファイル] [--format tsv|csv|fixed|records]\n"
+    "      [--encoding utf-8|cp932] [--param-dir フォルダー]\n"
+    "      フォルダー内のブックに処理を実行（詳しくは sheaflow run --help）\n"
+    "  sheaflow --version\n";
 
 }  // namespace
 
@@ -29,6 +30,10 @@ int main(int argc, char** argv) {
     const std::string command = argv[1];
     if (command == "--help" || command == "-h" || command == "help") {
         std::fputs(kUsage, stdout);
+        return 0;
+    }
+    if (command == "--version") {
+        std::puts("sheaflow " SHEAFLOW_VERSION);
         return 0;
     }
     Args args(argv + 2, argv + argc);

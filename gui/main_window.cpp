@@ -27,6 +27,7 @@
 #include "gui/result_window.h"
 #include "ops/registry.h"
 #include "run/target_list.h"
+#include "shell/descriptions.h"
 #include "xl/xl.h"
 
 namespace sheaflow::gui {
@@ -98,6 +99,9 @@ void MainWindow::buildUi() {
     caption_font.setBold(true);
     caption_font.setPointSizeF(caption_font.pointSizeF() * 1.15);
     pane_caption_->setFont(caption_font);
+    description_ = new QLabel(pane_box);
+    description_->setObjectName("Lbl_Description");
+    description_->setWordWrap(true);
     pane_area_ = new QScrollArea(pane_box);
     pane_area_->setObjectName("Pic_Container");
     pane_area_->setWidgetResizable(true);
@@ -110,6 +114,7 @@ void MainWindow::buildUi() {
     error_label_->setMinimumHeight(error_label_->fontMetrics().height() * 2);
     error_label_->hide();
     pane_layout->addWidget(pane_caption_);
+    pane_layout->addWidget(description_);
     pane_layout->addWidget(pane_area_, 1);
     pane_layout->addWidget(error_label_);
 
@@ -257,17 +262,27 @@ void MainWindow::chooseCategory(int row) {
     if (pane_) pane_->storeValues();
     op_ = nullptr;
     showPane();
-    // The operation last chosen in this category is chosen again.
-    const shell::Catalogue::Row* recent = catalogue_.most_recent(category_);
+    // The implemented operation last chosen in this category is chosen again; the entries not
+    // implemented yet are greyed and never chosen for the user.
+    const shell::Catalogue::Row* recent = nullptr;
     int select = -1;
     {
         const QSignalBlocker block(operations_);
         operations_->clear();
         op_rows_.clear();
         for (const shell::Catalogue::Row* r : catalogue_.rows_of(category_)) {
-            if (r == recent) select = static_cast<int>(op_rows_.size());
+            auto* item = new QListWidgetItem(qs(r->decl->name), operations_);
+            const bool ready = r->decl->is_separator() ||
+                               ops::find_procedures(category_, r->decl->key_name) != nullptr;
+            if (!ready) {
+                item->setForeground(palette().color(QPalette::Disabled, QPalette::Text));
+                item->setToolTip(qs(ops::kNotImplemented));
+            } else if (!r->decl->is_separator() &&
+                       (!recent || recent->last_used < r->last_used)) {
+                recent = r;
+                select = static_cast<int>(op_rows_.size());
+            }
             op_rows_.push_back(r->decl);
-            operations_->addItem(qs(r->decl->name));
         }
         operations_->setCurrentRow(-1);
     }
@@ -292,6 +307,7 @@ void MainWindow::showPane() {
     if (QWidget* old = pane_area_->takeWidget()) old->deleteLater();
     pane_ = nullptr;
     if (!op_ || op_->is_separator()) {
+        description_->clear();
         pane_caption_->setText(category_.empty() ? QString() : qs(category_));
         auto* hint = new QLabel(QStringLiteral("左の一覧から処理を選んでください。"));
         hint->setObjectName("Lbl_Hint");
@@ -300,6 +316,10 @@ void MainWindow::showPane() {
         return;
     }
     pane_caption_->setText(qs(category_) + QStringLiteral("　／　") + qs(op_->name));
+    std::string about = shell::description(category_, op_->name);
+    if (!ops::find_procedures(category_, op_->key_name))
+        about += std::string(about.empty() ? "" : "　") + ops::kNotImplemented;
+    description_->setText(qs(about));
     // An all-sheets entry may share the pane and files of its base category's entry.
     const shell::OperationDecl& owner = shell::params_owner(*op_);
     const std::string prefix = param_folder_ + "/" + stemOf(owner) + "_";

@@ -106,6 +106,7 @@ private:
     QListWidget* categories_ = nullptr;  // List1 index 0
     QListWidget* operations_ = nullptr;  // List1 index 1
     QLabel* pane_caption_ = nullptr;     // Label1
+    QLabel* description_ = nullptr;      // what the operation does, one line
     QScrollArea* pane_area_ = nullptr;   // Pic_Container
     OperationPane* pane_ = nullptr;
     QLabel* error_label_ = nullptr;     // Lbl_Error_Check

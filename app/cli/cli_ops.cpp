@@ -1,8 +1,11 @@
-// sheaflow ops [--category C]: the catalogue, one row a line, separators included.
+// sheaflow ops [--category C] [--long] [--implemented]: the catalogue, one row a line,
+// separators included; --long adds whether the operation is implemented and its description.
 #include <cstdio>
 
 #include "app/cli/cli_common.h"
+#include "ops/registry.h"
 #include "shell/catalogue.h"
+#include "shell/descriptions.h"
 
 namespace sheaflow::cli {
 
@@ -14,8 +17,10 @@ int cmd_ops(const Args& in) {
         error_line("--category にカテゴリー名を指定してください。");
         return 2;
     }
+    const bool long_form = take_flag(args, "--long");
+    const bool implemented_only = take_flag(args, "--implemented");
     if (!args.empty()) {
-        error_line("使い方: sheaflow ops [--category カテゴリー]");
+        error_line("使い方: sheaflow ops [--category カテゴリー] [--long] [--implemented]");
         return 2;
     }
     bool found = !category;
@@ -23,7 +28,14 @@ int cmd_ops(const Args& in) {
     for (const shell::OperationDecl& d : shell::declarations()) {
         if (category && d.category != *category) continue;
         found = true;
-        out += d.category + "\t" + d.name + "\n";
+        const bool implemented =
+            !d.is_separator() && ops::find_procedures(d.category, d.key_name) != nullptr;
+        if (implemented_only && !implemented) continue;
+        out += d.category + "\t" + d.name;
+        if (long_form && !d.is_separator())
+            out += std::string("\t") + (implemented ? "実装済み" : "未実装") + "\t" +
+                   shell::description(d.category, d.name);
+        out += "\n";
     }
     if (!found) {
         error_line("カテゴリー「" + *category + "」はありません。");

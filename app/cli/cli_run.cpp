@@ -1,9 +1,11 @@
 // sheaflow run C OP --folder D [--subfolders] [--files GLOB] [--set key=value]... [--yes]
-//              [--param-dir P] [--out FILE] [--format tsv|csv|fixed]
+//              [--param-dir P] [--out FILE] [--format tsv|csv|fixed|records]
+//              [--encoding utf-8|cp932]
 // Reads the operation's parameters like the desktop program, applies --set, runs the check,
 // writes the parameters back, runs the driver over the folder's workbooks and prints the result
 // list.
 #include <fnmatch.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -29,11 +31,33 @@ namespace {
 
 constexpr const char* kUsage =
     "使い方: sheaflow run カテゴリー 処理 --folder フォルダー [--subfolders] [--files パターン]\n"
-    "        [--set キー=値]... [--yes] [--out ファイル] [--format tsv|csv|fixed]\n"
-    "        [--param-dir フォルダー]";
+    "        [--set キー=値]... [--yes] [--out ファイル] [--format tsv|csv|fixed|records]\n"
+    "        [--encoding utf-8|cp932] [--param-dir フォルダー]";
+
+// What `sheaflow run --help` adds to the usage line.
+std::string help_text() {
+    return std::string(kUsage) +
+           "\n\n"
+           "フォルダー内のブック（.xlsx .xlsm .xls .csv）に処理を実行します。対象のブックは\n"
+           "その場で書き換えられます（変更のなかったブックは書き換えません）。元のブックを残す\n"
+           "ときは、先にコピーを取ってください。\n\n"
+           "  --set キー=値   処理の設定項目（sheaflow params で一覧）。指定した値は設定フォルダーに\n"
+           "                  保存され、次回の実行とデスクトップ版でも使われます。\n"
+           "  --param-dir     設定フォルダー（既定: " +
+           program_dir() +
+           "/Temp）\n"
+           "  --yes           最初のブックの確認を省略して続行します。\n"
+           "  --out ファイル  一覧を作る処理の結果をファイルに書きます（実行前に書き込めるか確認）。\n"
+           "  --format        tsv（既定。タブ・改行・\\ は \\t \\n \\\\ と書きます）、csv（--out\n"
+           "                  では BOM 付き UTF-8）、fixed（桁そろえ）、records（1 行 1 件の JSON。\n"
+           "                  見出し・空行・繰り返しの省略なし）\n"
+           "  --encoding      cp932 でシフト JIS（Windows の既定の文字コード）で書きます。\n\n"
+           "終了コード: 0 正常終了、1 処理できなかったブックがある・中止・書き込みエラー、\n"
+           "            2 引数や設定の誤りで実行しなかった\n";
+}
 
 struct RunArgs {
-    std::string category, name, folder, files_glob, out, format = "tsv", param_dir;
+    std::string category, name, folder, files_glob, out, format = "tsv", param_dir, encoding;
     bool subfolders = false, yes = false;
     std::vector<std::string> sets;
 };
@@ -53,7 +77,7 @@ bool parse(const Args& in, RunArgs& a) {
     };
     if (!option("--folder", a.folder) || !option("--files", a.files_glob) ||
         !option("--out", a.out) || !option("--format", a.format) ||
-        !option("--param-dir", a.param_dir))
+        !option("--param-dir", a.param_dir) || !option("--encoding", a.encoding))
         return false;
     while (true) {
         std::optional<std::string> v = take_option(args, "--set", missing);
@@ -82,8 +106,13 @@ bool parse(const Args& in, RunArgs& a) {
         error_line("--folder に対象のフォルダーを指定してください。");
         return false;
     }
-    if (a.format != "tsv" && a.format != "csv" && a.format != "fixed") {
-        error_line("--format には tsv、csv、fixed のどれかを指定してください。");
+    if (a.format != "tsv" && a.format != "csv" && a.format != "fixed" && a.format != "records") {
+        error_line("--format には tsv、csv、fixed、records のどれかを指定してください。");
+        return false;
+    }
+    a.encoding = text::lower(a.encoding);
+    if (!a.encoding.empty() && a.encoding != "utf-8" && a.encoding != "cp932") {
+        error_line("--encoding には utf-8 か cp932 を指定してください。");
         return false;
     }
     return true;
@@ -101,18 +130,37 @@ bool matches(const std::string& glob, const std::string& root, const run::Target
     return ::fnmatch(glob.c_str(), subject.c_str(), FNM_PATHNAME) == 0;
 }
 
+// A tsv cell: tabs, line breaks and backslashes written as \t, \n, \r and \\, so that every
+// row of the table is one line.
+std::string tsv_cell(const std::string& cell) {
+    if (cell.find_first_of("\t\n\r\\") == std::string::npos) return cell;
+    std::string out;
+    for (char c : cell) {
+        switch (c) {
+            case '\t': out += "\\t"; break;
+            case '\n': out += "\\n"; break;
+            case '\r': out += "\\r"; break;
+            case '\\': out += "\\\\"; break;
+            default: out += c;
+        }
+    }
+    return out;
+}
+
+bool blank(const report::ResultTable::Row& row) {
+    return std::all_of(row.begin(), row.end(), [](const std::string& c) { return c.empty(); });
+}
+
 // The result list as tab-separated text: the titles line, then the rows; an empty row (the
 // separator between groups) is an empty line.
 std::string render_tsv(const report::ResultTable& table) {
     const int columns = report::Check_Hyoji_Max(table);
     auto line = [&](const report::ResultTable::Row& row) {
-        bool any = false;
-        for (const std::string& c : row) any = any || !c.empty();
-        if (!any) return std::string("\n");
+        if (blank(row)) return std::string("\n");
         std::string s;
         for (int i = 0; i < columns; ++i) {
             if (i > 0) s += '\t';
-            if (i < static_cast<int>(row.size())) s += row[static_cast<std::size_t>(i)];
+            if (i < static_cast<int>(row.size())) s += tsv_cell(row[static_cast<std::size_t>(i)]);
         }
         return s + "\n";
     };
@@ -122,9 +170,137 @@ std::string render_tsv(const report::ResultTable& table) {
     return out;
 }
 
+void append_json_string(const std::string& s, std::string& out) {
+    out += '"';
+    for (char c : s) {
+        const auto u = static_cast<unsigned char>(c);
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += c;
+        } else if (c == '\n') {
+            out += "\\n";
+        } else if (c == '\r') {
+            out += "\\r";
+        } else if (c == '\t') {
+            out += "\\t";
+        } else if (u < 0x20) {
+            char buf[8];
+            std::snprintf(buf, sizeof buf, "\\u%04x", u);
+            out += buf;
+        } else {
+            out += c;
+        }
+    }
+    out += '"';
+}
+
+// The result list for scripts: one JSON object a line per finding, keyed by the column titles.
+// A row that only heads the rows below it (the file and sheet line of a search) is no finding;
+// its cells are carried into the findings under it, as are the leading cells a row leaves empty.
+std::string render_records(const report::ResultTable& table) {
+    const int columns = report::Check_Hyoji_Max(table);
+    auto first_set = [&](const report::ResultTable::Row& row) {
+        for (int c = 0; c < columns && c < static_cast<int>(row.size()); ++c)
+            if (!row[static_cast<std::size_t>(c)].empty()) return c;
+        return columns;
+    };
+    auto last_set = [&](const report::ResultTable::Row& row) {
+        for (int c = std::min(columns, static_cast<int>(row.size())) - 1; c >= 0; --c)
+            if (!row[static_cast<std::size_t>(c)].empty()) return c;
+        return -1;
+    };
+    std::vector<std::string> keys;
+    for (int c = 0; c < columns; ++c) {
+        std::string title = table.title(c);
+        keys.push_back(title.empty() ? "列" + std::to_string(c + 1) : title);
+    }
+    const auto& rows = table.rows();
+    std::vector<std::string> carried(static_cast<std::size_t>(columns));
+    std::string out;
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+        if (blank(rows[r])) {
+            std::fill(carried.begin(), carried.end(), std::string());
+            continue;
+        }
+        const int first = first_set(rows[r]);
+        for (int c = first; c < columns; ++c)
+            carried[static_cast<std::size_t>(c)] = table.cell(static_cast<int>(r), c);
+        const bool heading = r + 1 < rows.size() && !blank(rows[r + 1]) &&
+                             first_set(rows[r + 1]) > last_set(rows[r]);
+        if (heading) continue;
+        out += '{';
+        for (int c = 0; c < columns; ++c) {
+            if (c > 0) out += ',';
+            append_json_string(keys[static_cast<std::size_t>(c)], out);
+            out += ':';
+            append_json_string(carried[static_cast<std::size_t>(c)], out);
+        }
+        out += "}\n";
+    }
+    return out;
+}
+
+// The marker under a list that the result table's row limit cut off.
+constexpr const char* kCutOff = "（３万行を超えたため、ここまでで打ち切りました。）";
+
+// The rendering that --format asks for. The text renderings show a first-column value on the
+// first row of its run only, as the result window does.
+std::string render(const report::ResultTable& table, const RunArgs& a, bool cut_off) {
+    if (a.format == "records") return render_records(table);
+    report::ResultTable shown = table;
+    report::Check_Hyoji0_Indication(shown);
+    std::string text;
+    if (a.format == "csv")
+        text = report::Display_CSV(shown, "\n");
+    else if (a.format == "fixed")
+        text = report::Display_Kotei(shown, "\n");
+    else
+        text = render_tsv(shown);
+    if (cut_off) text += std::string(kCutOff) + "\n";
+    return text;
+}
+
+// Writes the list to --out or stdout: a csv file with a byte-order mark (the desktop
+// spreadsheet application takes BOM-less text for the ANSI code page), or in CP932.
+bool write_list(const std::string& text, const RunArgs& a) {
+    std::string bytes = text;
+    if (a.encoding == "cp932")
+        bytes = text::to_cp932(text, '?');
+    else if (a.format == "csv" && !a.out.empty())
+        bytes = "\xEF\xBB\xBF" + text;
+    if (a.out.empty()) {
+        std::fwrite(bytes.data(), 1, bytes.size(), stdout);
+        std::fflush(stdout);
+        return true;
+    }
+    if (auto w = file::write_all(a.out, bytes); !w) {
+        error_line("「" + a.out + "」に書き込めません。" + w.error().message);
+        return false;
+    }
+    return true;
+}
+
+// Why --out cannot be written, or "" (looked at before the run, so that a long run does not end
+// in a write error).
+std::string out_problem(const std::string& path) {
+    if (file::is_directory(path)) return "「" + path + "」はフォルダーです。";
+    if (::access(path.c_str(), F_OK) == 0)
+        return ::access(path.c_str(), W_OK) == 0 ? "" : "「" + path + "」に書き込めません。";
+    std::string dir = path.substr(0, path.rfind('/') == std::string::npos ? 0 : path.rfind('/'));
+    if (path.rfind('/') == 0) dir = "/";
+    if (dir.empty()) dir = ".";
+    if (!file::is_directory(dir)) return "フォルダー「" + dir + "」がありません。";
+    if (::access(dir.c_str(), W_OK) != 0) return "フォルダー「" + dir + "」に書き込めません。";
+    return {};
+}
+
 }  // namespace
 
 int cmd_run(const Args& in) {
+    if (std::find(in.begin(), in.end(), "--help") != in.end()) {
+        std::fputs(help_text().c_str(), stdout);
+        return 0;
+    }
     RunArgs a;
     if (!parse(in, a)) return 2;
 
@@ -154,9 +330,20 @@ int cmd_run(const Args& in) {
         error_line(e);
         return 2;
     }
+    const ops::Procedures* proc = ops::find_procedures(decl->category, decl->key_name);
+    if (!a.out.empty()) {
+        // The run lists (as the driver decides it) or --out has nothing to receive.
+        if (!proc || (proc->updates_when ? proc->updates_when(params) : proc->updates)) {
+            error_line("「" + decl->name + "」は一覧を作る処理ではないので、--out は指定できません。");
+            return 2;
+        }
+        if (std::string why = out_problem(a.out); !why.empty()) {
+            error_line("--out: " + why);
+            return 2;
+        }
+    }
     store.text_update('W', params_folder, error_line);
 
-    const ops::Procedures* proc = ops::find_procedures(decl->category, decl->key_name);
     std::string folder = a.folder;
     while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
     std::vector<run::TargetFile> files;
@@ -174,7 +361,13 @@ int cmd_run(const Args& in) {
     }
 
     CliHost host(a.yes);
-    report::ResultTable table([&host](const std::string& text) { host.fatal(text); });
+    report::ResultTable table;
+    // Past the table's row limit the program stops, as in the desktop program; the rows found
+    // so far are written first, marked as cut off.
+    table.set_on_full([&](const std::string& text) {
+        (void)write_list(render(table, a, true), a);
+        host.fatal(text);
+    });
     report::RecordStore records;
     records.set_progress([&host](const std::string& t) { host.status(t); });
     records.set_message([&host](const std::string& t) { host.message(t); });
@@ -190,28 +383,13 @@ int cmd_run(const Args& in) {
 
     // A refusal here (a file missing or held, no engine) has been shown by the driver.
     if (!out.checked) return 2;
-    if (out.is_list && (!table.empty() || !table.titles().empty())) {
-        std::string text;
-        if (a.format == "csv")
-            text = report::Display_CSV(table, "\n");
-        else if (a.format == "fixed")
-            text = report::Display_Kotei(table, "\n");
-        else
-            text = render_tsv(table);
-        if (a.out.empty()) {
-            std::fwrite(text.data(), 1, text.size(), stdout);
-            std::fflush(stdout);
-        } else if (auto w = file::write_all(a.out, text); !w) {
-            error_line("「" + a.out + "」に書き込めません。" + w.error().message);
-            return 1;
-        }
-    }
+    if (out.is_list && (!table.empty() || !table.titles().empty()) &&
+        !write_list(render(table, a, false), a))
+        return 1;
     if (!out.error_text.empty())
         std::fputs(text::replace_all(out.error_text, "\r\n", "\n").c_str(), stderr);
-    if (out.cancelled || out.stopped) {
-        error_line("処理を中止しました。");
-        return 1;
-    }
+    // The driver has said "処理を中止しました。" in the progress lines.
+    if (out.cancelled || out.stopped) return 1;
     return out.failed_files > 0 ? 1 : 0;
 }
 
