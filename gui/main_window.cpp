@@ -17,6 +17,7 @@
 #include <QScrollArea>
 #include <QSettings>
 #include <QSplitter>
+#include <QStyledItemDelegate>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -33,6 +34,18 @@
 namespace sheaflow::gui {
 
 namespace {
+
+// Rows at least as tall as the font's full line: with a Japanese font the default row height
+// clips the descent, and underscores in file names vanish.
+class FullLineDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        QSize size = QStyledItemDelegate::sizeHint(option, index);
+        size.setHeight(std::max(size.height(), option.fontMetrics.lineSpacing() + 4));
+        return size;
+    }
+};
 
 constexpr int kTimerMs = 300;  // Timer1: the live check and the blinking of its message
 
@@ -133,6 +146,7 @@ void MainWindow::buildUi() {
     subfolders_ = new QCheckBox(QStringLiteral("サブフォルダーも対象にする"), target_box);
     subfolders_->setObjectName("Che_SubFolder");
     files_ = new QTreeWidget(target_box);
+    files_->setItemDelegate(new FullLineDelegate(files_));
     files_->setObjectName("Lst_FileName");
     files_->setColumnCount(2);
     files_->setHeaderLabels({QStringLiteral("ファイル名"), QStringLiteral("フォルダー")});
@@ -160,6 +174,7 @@ void MainWindow::buildUi() {
     auto* progress_box = new QGroupBox(QStringLiteral("処理状況"), central);
     auto* progress_layout = new QVBoxLayout(progress_box);
     progress_ = new QListWidget(progress_box);
+    progress_->setItemDelegate(new FullLineDelegate(progress_));
     progress_->setObjectName("Lst_Progress");
     status_ = new QLabel(progress_box);
     status_->setObjectName("Lbl_Status");

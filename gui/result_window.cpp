@@ -15,7 +15,11 @@
 #include <QPrintDialog>
 #include <QPrinter>
 #include <QPushButton>
+#include <QHeaderView>
 #include <QRadioButton>
+#include <QStackedWidget>
+#include <QStandardItemModel>
+#include <QTableView>
 #include <QTextDocument>
 #include <QVBoxLayout>
 
@@ -68,9 +72,11 @@ ResultWindow::ResultWindow(run::ApplicationFactory make_application, QWidget* pa
     opt_csv_->setObjectName("Opt_CSV");
     opt_fixed_->setObjectName("Opt_Kotei");
     opt_tab_->setObjectName("Opt_Tab");
+    opt_grid_ = new QRadioButton(QStringLiteral("表"), formats);
+    opt_grid_->setObjectName("Opt_Grid");
     opt_fixed_->setChecked(true);
     auto* group = new QButtonGroup(formats);
-    for (QRadioButton* r : {opt_csv_, opt_fixed_, opt_tab_}) {
+    for (QRadioButton* r : {opt_csv_, opt_fixed_, opt_tab_, opt_grid_}) {
         group->addButton(r);
         format_layout->addWidget(r);
         connect(r, &QRadioButton::toggled, this, [this](bool on) {
@@ -91,6 +97,16 @@ ResultWindow::ResultWindow(run::ApplicationFactory make_application, QWidget* pa
     display_->setReadOnly(true);
     display_->setLineWrapMode(QPlainTextEdit::NoWrap);
     display_->setFont(fixedFont());
+    grid_model_ = new QStandardItemModel(this);
+    grid_ = new QTableView(this);
+    grid_->setObjectName("Grd_Result");
+    grid_->setModel(grid_model_);
+    grid_->setSortingEnabled(true);
+    grid_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    grid_->horizontalHeader()->setSortIndicatorShown(true);
+    views_ = new QStackedWidget(this);
+    views_->addWidget(display_);
+    views_->addWidget(grid_);
 
     count_ = new QLabel(this);
     count_->setObjectName("Lbl_Kensu");
@@ -124,7 +140,7 @@ ResultWindow::ResultWindow(run::ApplicationFactory make_application, QWidget* pa
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(caption_);
     layout->addLayout(top);
-    layout->addWidget(display_, 1);
+    layout->addWidget(views_, 1);
     layout->addLayout(bottom);
     resize(1000, 640);
 }
@@ -140,6 +156,7 @@ void ResultWindow::setTable(const report::ResultTable& table, const QString& cap
 ResultWindow::Format ResultWindow::format() const {
     if (opt_csv_->isChecked()) return Format::Csv;
     if (opt_tab_->isChecked()) return Format::Tab;
+    if (opt_grid_->isChecked()) return Format::Grid;
     return Format::Fixed;
 }
 
@@ -158,13 +175,21 @@ void ResultWindow::rebuildPages() {
 
 void ResultWindow::render() {
     const int index = page_box_->currentIndex();
+    views_->setCurrentWidget(format() == Format::Grid ? static_cast<QWidget*>(grid_) : display_);
     if (pages_.empty() || index < 0) {
         display_->clear();
+        grid_model_->clear();
         return;
     }
     const report::Page& page = pages_[static_cast<std::size_t>(index)];
+    if (format() == Format::Grid) {
+        showGrid(page);
+        return;
+    }
     std::string text;
     switch (format()) {
+        case Format::Grid:
+            break;
         case Format::Csv:
             text = report::Display_CSV_X(shown_, page, "\n");
             break;
@@ -178,7 +203,46 @@ void ResultWindow::render() {
     display_->setPlainText(qs(text));
 }
 
-QString ResultWindow::displayText() const { return display_->toPlainText(); }
+void ResultWindow::showGrid(const report::Page& page) {
+    const int columns = report::Check_Hyoji_Max(shown_);
+    grid_->setSortingEnabled(false);
+    grid_model_->clear();
+    grid_model_->setColumnCount(columns);
+    QStringList titles;
+    for (int c = 0; c < columns; ++c) titles << qs(shown_.title(c));
+    grid_model_->setHorizontalHeaderLabels(titles);
+    for (int r = page.first; r <= page.last; ++r) {
+        QList<QStandardItem*> row;
+        for (int c = 0; c < columns; ++c) row << new QStandardItem(qs(shown_.cell(r, c)));
+        grid_model_->appendRow(row);
+    }
+    grid_->setSortingEnabled(true);
+    grid_->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+    grid_->resizeColumnsToContents();
+}
+
+QString ResultWindow::displayText() const {
+    if (format() != Format::Grid) return display_->toPlainText();
+    // The selected rectangle, rows in the order shown.
+    const QModelIndexList selected = grid_->selectionModel()->selectedIndexes();
+    if (selected.isEmpty()) return {};
+    int top = selected.front().row(), bottom = top, left = selected.front().column(), right = left;
+    for (const QModelIndex& i : selected) {
+        top = std::min(top, i.row());
+        bottom = std::max(bottom, i.row());
+        left = std::min(left, i.column());
+        right = std::max(right, i.column());
+    }
+    QString text;
+    for (int r = top; r <= bottom; ++r) {
+        for (int c = left; c <= right; ++c) {
+            if (c > left) text += u'\t';
+            text += grid_model_->index(r, c).data().toString();
+        }
+        text += u'\n';
+    }
+    return text;
+}
 
 void ResultWindow::copyToClipboard() {
     const QString text = displayText();

@@ -17,6 +17,9 @@ class QCheckBox;
 class QPlainTextEdit;
 class QPushButton;
 class QLabel;
+class QStackedWidget;
+class QStandardItemModel;
+class QTableView;
 class QPrinter;
 
 namespace sheaflow::gui {
@@ -25,14 +28,17 @@ class ResultWindow : public QWidget {
     Q_OBJECT
 
 public:
-    enum class Format { Csv, Fixed, Tab };
+    enum class Format { Csv, Fixed, Tab, Grid };
 
     explicit ResultWindow(run::ApplicationFactory make_application, QWidget* parent = nullptr);
 
     // Shows a copy of `table`; `caption` names the operation.
     void setTable(const report::ResultTable& table, const QString& caption);
     const report::ResultTable& table() const { return table_; }
-    // The text of the display box (what copy and print take).
+    // The grid view of the shown page: a column per title, sortable, copied as a rectangle.
+    QTableView* grid() const { return grid_; }
+    // The text of the display box (what copy and print take); in the grid view, the selected
+    // rectangle as tab-separated lines.
     QString displayText() const;
     int pageCount() const { return static_cast<int>(pages_.size()); }
     // Prints the shown text on `printer` (a printer or a PDF file); false when there is none.
@@ -49,6 +55,7 @@ public slots:
 private:
     void rebuildPages();
     void render();
+    void showGrid(const report::Page& page);
     Format format() const;
 
     run::ApplicationFactory make_application_;
@@ -62,7 +69,11 @@ private:
     QRadioButton* opt_fixed_ = nullptr;
     QRadioButton* opt_tab_ = nullptr;
     QCheckBox* suppress_ = nullptr;
+    QRadioButton* opt_grid_ = nullptr;
+    QStackedWidget* views_ = nullptr;
     QPlainTextEdit* display_ = nullptr;
+    QTableView* grid_ = nullptr;
+    QStandardItemModel* grid_model_ = nullptr;
     QLabel* count_ = nullptr;
 };
 

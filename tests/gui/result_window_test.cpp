@@ -12,6 +12,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTemporaryDir>
+#include <QTableView>
 #include <QTest>
 
 #include "gui/qt_text.h"
@@ -46,6 +47,26 @@ class ResultWindowTest : public QObject {
     Q_OBJECT
 
 private slots:
+    void grid_view_shows_columns_sorts_and_copies_a_rectangle() {
+        ResultWindow w({});
+        w.setTable(searchList(), QStringLiteral("セル　文字列検索"));
+        w.findChild<QRadioButton*>("Opt_Grid")->setChecked(true);
+        QTableView* grid = w.grid();
+        QVERIFY(grid->isVisibleTo(&w));
+        QAbstractItemModel* model = grid->model();
+        QCOMPARE(model->rowCount(), 5);
+        QCOMPARE(model->headerData(2, Qt::Horizontal).toString(), QStringLiteral("検索結果"));
+        // The first column repeats are suppressed as in the text views.
+        QCOMPARE(model->index(1, 0).data().toString(), QString());
+        grid->sortByColumn(2, Qt::DescendingOrder);
+        QCOMPARE(model->index(0, 2).data().toString().left(2), QStringLiteral("C2"));
+        // Rows 0 and 1 of columns 1 and 2, as tab-separated lines.
+        grid->selectionModel()->select(
+            QItemSelection(model->index(0, 1), model->index(1, 2)), QItemSelectionModel::Select);
+        QCOMPARE(w.displayText(), QStringLiteral("\tC2  値=東京へ移転予定  計算式=東京へ移転予定\n"
+                                                 "\tA3  値=東京駅前店  計算式=東京駅前店\n"));
+    }
+
     void copy_puts_the_shown_text_on_the_clipboard() {
         ResultWindow w({});
         w.setTable(searchList(), QStringLiteral("セル　文字列検索"));
