@@ -94,6 +94,22 @@ TEST_F(CliSaves, macro_enabled_package_named_xlsx_keeps_its_vba_project) {
     EXPECT_NE(unzip(book, "xl/_rels/workbook.xml.rels").find("vbaProject"), std::string::npos);
 }
 
+TEST_F(CliSaves, document_properties_follow_the_sheet_list) {
+    const std::string book = place(kStructureBook, "構成.xlsx");
+    ASSERT_EQ(run({"シート", "挿入", "--set", "where=front", "--set", "kind=new"}).code, 0);
+    ASSERT_EQ(run({"シート", "削除", "--set", "target=name", "--set", "name=Data"}).code, 0);
+    const std::string app = unzip(book, "docProps/app.xml");
+    // Four worksheets now, the new one first; the defined name keeps its place after them.
+    EXPECT_NE(app.find("<vt:lpstr>ワークシート</vt:lpstr></vt:variant><vt:variant><vt:i4>4<"),
+              std::string::npos)
+        << app;
+    EXPECT_NE(app.find("<vt:vector size=\"5\" baseType=\"lpstr\"><vt:lpstr>Sheet1</vt:lpstr>"
+                       "<vt:lpstr>My Sheet</vt:lpstr><vt:lpstr>Summary</vt:lpstr>"
+                       "<vt:lpstr>Hidden</vt:lpstr><vt:lpstr>Summary!Print_Area</vt:lpstr>"),
+              std::string::npos)
+        << app;
+}
+
 TEST_F(CliSaves, structure_protected_workbook_refuses_sheet_changes) {
     // The structure fixture with its sheet list locked, as the application writes it.
     const std::string book = folder_ + "/保護.xlsx";

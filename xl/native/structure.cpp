@@ -48,6 +48,71 @@ void rename_in_app_properties(Book& b, std::string_view old_name, std::string_vi
     if (changed) b.package().write(*stored, xml::save(doc));
 }
 
+// After a sheet is added, removed or moved, the document properties list the worksheets and
+// chart sheets again in their new order, with their counts, as the application does on save.
+// Groups the application did not write (or that name other things) stay as they are.
+void list_sheets_in_app_properties(Book& b) {
+    auto stored = b.package().find(kAppPropsPart);
+    if (!stored) return;
+    auto bytes = b.package().read(*stored);
+    if (!bytes) return;
+    xml::Document doc;
+    if (!xml::load(doc, *bytes, *stored)) return;
+    pugi::xml_node pairs = xml::child(xml::child(doc.root(), "HeadingPairs"), "vector");
+    pugi::xml_node titles = xml::child(xml::child(doc.root(), "TitlesOfParts"), "vector");
+    if (!pairs || !titles) return;
+    std::vector<std::string> worksheets, charts;
+    for (const auto& sh : b.sheets()) {
+        if (sh->kind() == SheetKind::Worksheet) worksheets.push_back(sh->name());
+        if (sh->kind() == SheetKind::Chart) charts.push_back(sh->name());
+    }
+    std::vector<pugi::xml_node> variants, title_nodes;
+    for (pugi::xml_node n = pairs.first_child(); n; n = n.next_sibling())
+        if (n.type() == pugi::node_element) variants.push_back(n);
+    for (pugi::xml_node n = titles.first_child(); n; n = n.next_sibling())
+        if (n.type() == pugi::node_element) title_nodes.push_back(n);
+    // The new titles, group by group.
+    std::vector<std::string> new_titles;
+    std::size_t offset = 0;
+    bool changed = false;
+    for (std::size_t i = 0; i + 1 < variants.size(); i += 2) {
+        const std::string heading = variants[i].first_child().text().get();
+        pugi::xml_node count_node = variants[i + 1].first_child();
+        const auto count = static_cast<std::size_t>(std::max(0, count_node.text().as_int()));
+        const std::vector<std::string>* names = nullptr;
+        if (heading == "Worksheets" || heading == "ワークシート") names = &worksheets;
+        if (heading == "Charts" || heading == "グラフ") names = &charts;
+        if (offset + count > title_nodes.size()) return;  // not as the application writes it
+        if (names) {
+            new_titles.insert(new_titles.end(), names->begin(), names->end());
+            if (names->size() != count) {
+                count_node.text().set(static_cast<int>(names->size()));
+                changed = true;
+            }
+        } else {
+            for (std::size_t t = offset; t < offset + count; ++t)
+                new_titles.push_back(title_nodes[t].text().get());
+        }
+        offset += count;
+    }
+    for (std::size_t t = offset; t < title_nodes.size(); ++t)
+        new_titles.push_back(title_nodes[t].text().get());
+    if (!changed && new_titles.size() == title_nodes.size()) {
+        bool same = true;
+        for (std::size_t t = 0; t < new_titles.size() && same; ++t)
+            same = new_titles[t] == title_nodes[t].text().get();
+        if (same) return;
+    }
+    // The title elements are written again with the element name the part uses.
+    const std::string element =
+        title_nodes.empty() ? xml::prefix_of(titles) + "lpstr" : title_nodes.front().name();
+    for (pugi::xml_node n : title_nodes) titles.remove_child(n);
+    for (const std::string& t : new_titles)
+        titles.append_child(element.c_str()).text().set(t.c_str());
+    titles.attribute("size").set_value(static_cast<unsigned>(new_titles.size()));
+    b.package().write(*stored, xml::save(doc));
+}
+
 void rename_pivot_sources(Book& b, std::string_view old_name, std::string_view new_name) {
     auto ct = b.content_types();
     if (!ct) return;
@@ -126,6 +191,7 @@ Result<Worksheet*> Book::add_worksheet(Worksheet* before, Worksheet* after) {
     app_.set_active(this);
     cells_changed();
     structure_changed();
+    list_sheets_in_app_properties(*this);
     return static_cast<Worksheet*>(raw);
 }
 
@@ -179,6 +245,7 @@ Result<void> Sheet::delete_sheet() {
     // Last: the book keeps the object so that a caller's pointer stays valid until it closes.
     b.retire(sheets[static_cast<std::size_t>(position)]);
     sheets.erase(sheets.begin() + position);
+    list_sheets_in_app_properties(b);
     return {};
 }
 
@@ -230,6 +297,7 @@ Result<void> Sheet::move(Worksheet* before, Worksheet* after) {
     wp.mark_dirty();
     b.cells_changed();
     b.structure_changed();
+    list_sheets_in_app_properties(b);
     return {};
 }
 
@@ -267,7 +335,9 @@ Result<Worksheet*> Sheet::copy(Worksheet* before, Worksheet* after) {
     }
     Book& dest = static_cast<Book&>(anchor->parent());
     if (auto r = structure_unlocked(dest, "シートをコピー"); !r) return r.error();
-    return copy_sheet(*this, dest, before, after);
+    auto copied = copy_sheet(*this, dest, before, after);
+    if (copied) list_sheets_in_app_properties(dest);
+    return copied;
 }
 
 }  // namespace sheaflow::xl::native
