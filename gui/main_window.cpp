@@ -492,6 +492,7 @@ void MainWindow::runOperation() {
     request.params = &params;
     request.files = &targets_;
     request.procedures = procedures;
+    request.target_folder = folder_;
     table_.clear();
     host_->resetCancel();
     status_->clear();

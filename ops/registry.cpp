@@ -18,6 +18,9 @@ const TableFn kTables[] = {
     sheet_procedures,
     export_procedures,
     extension_procedures,
+    file_name_procedures,
+    file_folder_procedures,
+    property_procedures,
     tool_procedures,
 };
 

@@ -31,6 +31,9 @@ std::span<const Procedures> cell_set_procedures();
 std::span<const Procedures> sheet_procedures();
 std::span<const Procedures> export_procedures();
 std::span<const Procedures> extension_procedures();
+std::span<const Procedures> file_name_procedures();
+std::span<const Procedures> file_folder_procedures();
+std::span<const Procedures> property_procedures();
 std::span<const Procedures> tool_procedures();
 
 // Dispatch: nullptr when no implemented operation matches. An entry whose category is the full

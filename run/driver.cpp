@@ -324,6 +324,7 @@ bool Driver::excel_start() {
     session_ = std::make_unique<Session>(*app_, host_, *req_.params, table_, store_);
     session_->category = req_.category;
     session_->name = text::upper(req_.name);
+    session_->target_folder = req_.target_folder;
     session_->updates = updates_;
     return true;
 }

@@ -44,6 +44,8 @@ struct RunRequest {
     // Where the collecting workbook of the combining operations is saved; the folder of the
     // first target when empty.
     std::string output_folder;
+    // The folder the targets were chosen from (their subfolders lie below it).
+    std::string target_folder;
 };
 
 struct RunOutcome {

@@ -32,6 +32,7 @@ public:
     std::string category;  // current category ("すべてのシート_セル"...)
     std::string name;      // current upper-cased operation name
 
+    std::string target_folder;  // the folder the targets were chosen from
     std::string folder;      // folder of the current target
     std::string file_name;   // its file name
     std::string extension;   // its extension, upper-cased

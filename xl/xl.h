@@ -132,6 +132,15 @@ class Application;
 class Workbook;
 class Worksheet;
 
+// One document property: a built-in one by its object-model name ("Title", "Subject", "Author",
+// "Manager", "Company", "Category", "Keywords", "Comments", "Last Author", "Creation Date",
+// "Last Save Time"), or a custom one with a text value.
+struct DocumentProperty {
+    std::string name;
+    std::string value;
+    bool custom = false;
+};
+
 // A rectangle of one sheet, like the object model's Range. Cheap to copy; valid while its sheet is.
 class Range {
 public:
@@ -259,6 +268,20 @@ public:
     virtual Result<void> save_as(const std::string& path, int file_format) = 0;
     // Close without saving; the workbook object is destroyed (do not use it afterwards).
     virtual void close() = 0;
+
+    // BuiltinDocumentProperties and CustomDocumentProperties: every built-in property (empty
+    // value when unset), then the custom ones. Setting an empty value removes the property; the
+    // times and the last author are kept by saving, not set.
+    virtual Result<std::vector<DocumentProperty>> document_properties() {
+        return Error::make(Error::Code::Unsupported, "プロパティを読めません。");
+    }
+    virtual Result<void> set_document_property(const std::string& name, const std::string& value,
+                                               bool custom) {
+        (void)name;
+        (void)value;
+        (void)custom;
+        return Error::make(Error::Code::Unsupported, "プロパティを設定できません。");
+    }
 };
 
 class Workbooks {

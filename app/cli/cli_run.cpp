@@ -378,6 +378,7 @@ int cmd_run(const Args& in) {
     req.files = &files;
     req.procedures = proc;
     req.output_folder = folder;
+    req.target_folder = folder;
     run::RunOutcome out =
         run::run_batch(req, host, table, records, [] { return xl::native::create_application(); });
 

@@ -23,6 +23,7 @@ namespace sheaflow::xl::native {
 
 class Book;
 class NativeApplication;
+struct PropertiesPart;
 
 // What a sheet part is.
 enum class SheetKind { Worksheet, Chart, Dialog, Macro };
@@ -138,6 +139,9 @@ public:
     void set_saved(bool saved) override { saved_ = saved; }
     Result<void> save_as(const std::string& path, int file_format) override;
     void close() override;
+    Result<std::vector<DocumentProperty>> document_properties() override;
+    Result<void> set_document_property(const std::string& name, const std::string& value,
+                                       bool custom) override;
 
     // Engine side.
     NativeApplication& app() { return app_; }
@@ -192,6 +196,9 @@ private:
     // uses i any more, entry i takes j's text and those cells are written as they were read:
     // a replace across a workbook then rewrites the string table, not every sheet.
     void fold_string_changes();
+    // The name of a document properties part (xl/native/doc_properties.cpp), "" when the
+    // workbook has none; with `create`, a missing part is added.
+    std::string properties_part(const PropertiesPart& kind, bool create);
 
     NativeApplication& app_;
     std::unique_ptr<Package> package_;
