@@ -21,6 +21,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <set>
 
 #include "gui/gui_host.h"
 #include "gui/operation_pane.h"
@@ -388,6 +389,15 @@ void MainWindow::reloadTargets() {
     showTargets();
 }
 
+void MainWindow::refreshTargets() {
+    std::set<std::string> unselected;
+    for (const run::TargetFile& t : targets_)
+        if (!t.selected) unselected.insert(t.full_path());
+    reloadTargets();
+    for (run::TargetFile& t : targets_) t.selected = unselected.count(t.full_path()) == 0;
+    syncSelectionToList();
+}
+
 void MainWindow::showTargets() {
     syncing_ = true;
     files_->clear();
@@ -512,6 +522,8 @@ void MainWindow::runOperation() {
     setRunning(false);
     syncSelectionToList();
     status_->clear();
+    // Operations that write files of their own may have renamed, moved or added targets.
+    if (procedures && (procedures->saves_itself || procedures->saves_itself_when)) refreshTargets();
 
     if (!outcome.checked) {
         if (!outcome.check_message.empty() && host_->messagesShown() == messages_before)

@@ -59,6 +59,9 @@ public slots:
     // The folder of the target files: written to "Folder.txt", then the list is reloaded.
     void setFolder(const QString& folder);
     void reloadTargets();
+    // Reads the target list again after a run that renamed or added files; files that were left
+    // unselected stay so.
+    void refreshTargets();
     void rebuildCatalogue();
     void runOperation();
     void requestCancel();
