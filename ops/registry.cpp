@@ -20,6 +20,7 @@ const TableFn kTables[] = {
     extension_procedures,
     file_name_procedures,
     file_folder_procedures,
+    file_create_procedures,
     property_procedures,
     tool_procedures,
 };

@@ -33,6 +33,7 @@ std::span<const Procedures> export_procedures();
 std::span<const Procedures> extension_procedures();
 std::span<const Procedures> file_name_procedures();
 std::span<const Procedures> file_folder_procedures();
+std::span<const Procedures> file_create_procedures();
 std::span<const Procedures> property_procedures();
 std::span<const Procedures> tool_procedures();
 

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <set>
 #include <sstream>
 
 #include "xl/native/engine.h"
@@ -189,6 +190,49 @@ TEST_F(FileOpsTest, NewWorkbooksBesideTheTargets) {
               0);
     EXPECT_NE(err_.find("ひな形のブック「/nonexistent.xlsx」がありません。"), std::string::npos)
         << err_;
+}
+
+TEST_F(FileOpsTest, WorkbooksAndFoldersNamedByCellValues) {
+    {
+        // A1:A4 of the first target's active sheet: two equal names, one with a slash.
+        auto app = xl::native::create_application();
+        auto book = app->workbooks().open((target() / "a_1.xlsx").string(), false);
+        ASSERT_TRUE(book.has_value());
+        xl::Worksheet* ws = (*book)->active_sheet();
+        for (auto [row, text] : {std::pair{1, "東京"}, {2, "大阪"}, {3, "東京"}, {4, "北/南"}})
+            ASSERT_TRUE(ws->set_cell_value({row, 1}, xl::Value(std::string(text))));
+        ASSERT_TRUE((*book)->save_as((target() / "a_1.xlsx").string(), xl::xlOpenXMLWorkbook));
+        (*book)->close();
+    }
+    const fs::path folders = dir_ / "folders";
+    ASSERT_EQ(run("セルの値をフォルダ名と扱いフォルダを作成",
+                  {"col_from=A", "col_to=A", "row_from=1", "row_to=4",
+                   "folder=" + folders.string(), "substitute=＿"},
+                  "--files a_1.xlsx"),
+              0)
+        << err_;
+    std::set<std::string> made;
+    for (const auto& e : fs::directory_iterator(folders)) made.insert(e.path().filename().string());
+    EXPECT_EQ(made, (std::set<std::string>{"東京", "大阪", "北＿南"}));
+
+    // The same names as copies of a template; a name already there is an error line.
+    const fs::path books = dir_ / "books";
+    fs::create_directories(books);
+    std::ofstream(books / "大阪.xlsx") << "keep me";
+    const fs::path templ = fs::path(SHEAFLOW_TEST_DATA_DIR) / "cell_text.xlsx";
+    EXPECT_NE(run("セルの値をファイル名と扱いファイルを作成",
+                  {"col_from=A", "col_to=A", "row_from=1", "row_to=4",
+                   "folder=" + books.string(), "template=" + templ.string()},
+                  "--files a_1.xlsx"),
+              0);
+    EXPECT_NE(err_.find("大阪.xlsx」が既にあるので、処理しませんでした。"), std::string::npos) << err_;
+    EXPECT_EQ(slurp(books / "大阪.xlsx"), "keep me");
+    EXPECT_EQ(slurp(books / "東京.xlsx"), slurp(templ));
+    EXPECT_TRUE(fs::exists(books / "北_南.xlsx"));
+    // A range box that is not a column: the pane's message.
+    EXPECT_NE(run("セルの値をフォルダ名と扱いフォルダを作成",
+                  {"col_from=XFE", "folder=" + folders.string()}),
+              0);
 }
 
 TEST_F(FileOpsTest, PropertiesSetListedAndReadByLibreOffice) {
