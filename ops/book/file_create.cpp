@@ -4,6 +4,7 @@
 #include <set>
 #include <string>
 
+#include "ops/book/book_files.h"
 #include "ops/book/file_support.h"
 #include "ops/cell/cell_common.h"
 #include "ops/registry.h"
@@ -20,8 +21,7 @@ std::string check_names_from_range(const shell::Params& p) {
     if (std::string m = range_boxes_error(p); !m.empty()) return m;
     const std::string& f = p.text("folder");
     if (f.empty()) return "作成先フォルダーを入力してください。";
-    if (file::exists(f) && !file::is_directory(f))
-        return "作成先フォルダー「" + f + "」の位置にファイルがあります。";
+    if (std::string m = Check_File_FullName("作成先フォルダー", f); !m.empty()) return m;
     return files::substitute_error(p.text("substitute"));
 }
 
@@ -73,7 +73,7 @@ Result<void> Excel_ファイル_セルの値でフォルダを作成(run::Sessio
             s.host.progress("既にあります：" + path);
             return;
         }
-        if (Result<void> r = files::make_folder(path); !r)
+        if (Result<void> r = Folder_Create_Process(path); !r)
             s.update_error_text(r.error().message);
         else
             s.host.progress("作成しました：" + path);

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "ops/book/book_files.h"
 #include "ops/book/file_support.h"
 #include "ops/registry.h"
 #include "run/session.h"
@@ -15,19 +16,12 @@
 namespace sheaflow::ops {
 namespace {
 
-std::string optional_folder_error(const shell::Params& p, const char* what) {
-    const std::string& f = p.text("folder");
-    if (!f.empty() && file::exists(f) && !file::is_directory(f))
-        return std::string(what) + "「" + f + "」の位置にファイルがあります。";
-    return {};
-}
-
 // Puts the target into the subfolder `name` of the pane's folder (or of its own folder), moving
 // or copying it as the pane says.
 void classify(run::Session& s, const std::string& name) {
     const std::string& base = s.params.text("folder");
     const std::string sub = file::join(base.empty() ? s.folder : base, name);
-    if (Result<void> r = files::make_folder(sub); !r) {
+    if (Result<void> r = Folder_Create_Process(sub); !r) {
         s.update_error_text(r.error().message);
         return;
     }
@@ -47,7 +41,7 @@ std::string check_classify(const shell::Params& p) {
     const std::string& a = p.option("action");
     if (a != "move" && a != "copy") return "ファイルの扱いを設定してください。";
     if (std::string m = files::substitute_error(p.text("substitute")); !m.empty()) return m;
-    return optional_folder_error(p, "分類先フォルダー");
+    return check_output_folder(p, false);
 }
 
 }  // namespace
@@ -143,7 +137,7 @@ Result<void> Excel_ファイル_サブフォルダー_ファイル名(run::Sessi
         parts.push_back(name.substr(0, at));
         name.erase(0, at + d.size());
     }
-    if (parts.empty() || files::stem(name).empty()) {
+    if (parts.empty() || file_stem(name).empty()) {
         s.host.progress("ファイル名に区切り文字がないので、処理しませんでした：" + s.file_name);
         return {};
     }
@@ -156,7 +150,7 @@ Result<void> Excel_ファイル_サブフォルダー_ファイル名(run::Sessi
         }
         folder = file::join(folder, safe);
     }
-    if (Result<void> r = files::make_folder(folder); !r) {
+    if (Result<void> r = Folder_Create_Process(folder); !r) {
         s.update_error_text(r.error().message);
         return {};
     }
@@ -174,15 +168,14 @@ Result<void> Excel_ファイル_サブフォルダー_ファイル名(run::Sessi
 std::string Check_ファイル_同じファイル名でファイルを作成(const shell::Params& p, std::string_view) {
     const std::string& f = p.text("folder");
     if (f.empty()) return "作成先フォルダーを入力してください。";
-    if (file::exists(f) && !file::is_directory(f))
-        return "作成先フォルダー「" + f + "」の位置にファイルがあります。";
+    if (std::string m = Check_File_FullName("作成先フォルダー", f); !m.empty()) return m;
     return files::template_error(p);
 }
 
 Result<void> Excel_ファイル_同じファイル名でファイルを作成(run::Session& s) {
     const std::string to =
         file::join(s.params.text("folder"),
-                   files::stem(s.file_name) +
+                   file_stem(s.file_name) +
                        files::new_book_extension(s.file_name, s.params.text("template")));
     if (to == s.full_path() || file::join(s.params.text("folder"), s.file_name) == s.full_path()) {
         s.update_error_text("作成するファイルが対象ファイルと同じなので、処理しませんでした。");

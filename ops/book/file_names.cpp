@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "ops/book/book_files.h"
 #include "ops/book/file_support.h"
 #include "ops/registry.h"
 #include "ops/sheet/sheet_ops.h"
@@ -28,21 +29,13 @@ bool is_one_of_position(const shell::Params& p) {
     return o == "front" || o == "end";
 }
 
-std::string folder_error(const std::string& folder, const char* what) {
-    if (!folder.empty() && !file::is_directory(folder))
-        return std::string(what) + "「" + folder + "」がありません。";
-    return {};
-}
-
-// The target's folder, or the pane's folder when one is given.
-std::string destination_folder(const run::Session& s) {
-    const std::string& f = s.params.text("folder");
-    return f.empty() ? s.folder : f;
-}
-
 // Copies or moves the target to `new_name` in `folder`; logs a refusal; true when done.
 bool place_target(run::Session& s, const std::string& folder, const std::string& new_name,
                   bool move) {
+    if (Result<void> r = Folder_Create_Process(folder); !r) {
+        s.update_error_text(r.error().message);
+        return false;
+    }
     const std::string to = file::join(folder, new_name);
     const files::Clash clash = files::clash_rule(s.params);
     Result<void> r = move ? files::move_file(s.full_path(), to, clash)
@@ -85,12 +78,12 @@ std::string Check_ファイル_ファイル名を変えて保存(const shell::Pa
         if (text::trim(p.text("start")).empty() || pane_number(p.text("start")) < 0)
             return "連番の開始番号を設定してください。";
     }
-    return folder_error(p.text("folder"), "保存先フォルダー");
+    return check_output_folder(p, false);
 }
 
 Result<void> Excel_ファイル_ファイル名を変えて保存(run::Session& s) {
     const shell::Params& p = s.params;
-    const std::string stem = files::stem(s.file_name);
+    const std::string stem = file_stem(s.file_name);
     const std::string& added = p.text("text");
     std::string new_stem;
     if (p.option("how") == "front") {
@@ -103,7 +96,7 @@ Result<void> Excel_ファイル_ファイル名を変えて保存(run::Session& 
         if (n.size() < digits) n.insert(0, digits - n.size(), '0');
         new_stem = added + n;
     }
-    place_target(s, destination_folder(s), new_stem + files::extension(s.file_name),
+    place_target(s, output_folder(s), new_stem + files::extension(s.file_name),
                  p.check("remove"));
     return {};
 }
@@ -138,12 +131,12 @@ std::string Check_ファイル_ファイル名の一部を変更して保存(con
     if (has_bad_chars(p.text("replace"))) return "変更後の文字に" + std::string(kBadChars);
     if (p.option("which") != "first" && p.option("which") != "all")
         return "変更する箇所を設定してください。";
-    return folder_error(p.text("folder"), "保存先フォルダー");
+    return check_output_folder(p, false);
 }
 
 Result<void> Excel_ファイル_ファイル名の一部を変更して保存(run::Session& s) {
     const shell::Params& p = s.params;
-    const std::string stem = files::stem(s.file_name);
+    const std::string stem = file_stem(s.file_name);
     const std::string new_stem = replace_in_name(stem, p.text("search"), p.text("replace"),
                                                  p.option("which") == "all", p.check("match_case"));
     if (new_stem == stem && text::upper(stem).find(text::upper(p.text("search"))) == std::string::npos) {
@@ -155,7 +148,7 @@ Result<void> Excel_ファイル_ファイル名の一部を変更して保存(ru
         s.update_error_text("変更後のファイル名が空になるので、処理しませんでした。");
         return {};
     }
-    place_target(s, destination_folder(s), new_stem + files::extension(s.file_name),
+    place_target(s, output_folder(s), new_stem + files::extension(s.file_name),
                  p.check("remove"));
     return {};
 }
@@ -170,7 +163,7 @@ Result<void> Excel_ファイル_ファイル名にシート名を追加(run::Ses
     xl::Worksheet* w = files::chosen_sheet(s);
     if (!w) return Error::failed("シートがありません。");
     const std::string added = files::safe_name(w->name(), s.params.text("substitute"));
-    const std::string stem = files::stem(s.file_name);
+    const std::string stem = file_stem(s.file_name);
     place_target(s, s.folder, with_added(s, stem, added) + files::extension(s.file_name), true);
     return {};
 }
@@ -191,7 +184,7 @@ Result<void> Excel_ファイル_ファイル名にセルの値を追加(run::Ses
                             "」が空白なので、ファイル名を変更しませんでした。");
         return {};
     }
-    const std::string stem = files::stem(s.file_name);
+    const std::string stem = file_stem(s.file_name);
     place_target(s, s.folder, with_added(s, stem, added) + files::extension(s.file_name), true);
     return {};
 }
@@ -213,7 +206,7 @@ std::string Check_ファイル_ファイル名の一部をセルの値にする(
 }
 
 Result<void> Excel_ファイル_ファイル名の一部をセルの値にする(run::Session& s) {
-    const std::string part = file_name_part(files::stem(s.file_name), s.params);
+    const std::string part = file_name_part(file_stem(s.file_name), s.params);
     if (part.empty()) {
         s.update_error_text("ファイル名「" + s.file_name + "」から引用する部分がありません。");
         return {};

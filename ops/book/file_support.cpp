@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "ops/book/book_files.h"
 #include "run/session.h"
 #include "shell/params.h"
 #include "util/file.h"
@@ -78,11 +79,6 @@ Result<void> publish(const std::string& tmp, const std::string& to, Clash clash)
 }
 
 }  // namespace
-
-std::string stem(std::string_view name) {
-    std::size_t dot = name.rfind('.');
-    return std::string(dot == std::string_view::npos || dot == 0 ? name : name.substr(0, dot));
-}
 
 std::string extension(std::string_view name) {
     std::size_t dot = name.rfind('.');
@@ -185,15 +181,6 @@ Result<void> move_file(const std::string& from, const std::string& to, Clash cla
     return {};
 }
 
-Result<void> make_folder(const std::string& path) {
-    if (file::is_directory(path)) return {};
-    if (file::exists(path))
-        return Error::make(Error::Code::Refused,
-                           "フォルダー「" + path + "」の位置にファイルがあります。", path);
-    if (!file::make_directories(path)) return io_error("フォルダー", path, errno);
-    return {};
-}
-
 xl::Worksheet* chosen_sheet(run::Session& s) {
     xl::Workbook* b = s.book();
     if (!b) return nullptr;
@@ -244,7 +231,7 @@ Result<void> create_book(run::Session& s, const std::string& to) {
     const std::string& templ = s.params.text("template");
     const Clash clash = clash_rule(s.params);
     const std::string folder = folder_of(to);
-    if (Result<void> r = make_folder(folder); !r) return r;
+    if (Result<void> r = Folder_Create_Process(folder); !r) return r;
     if (!templ.empty()) return copy_file(templ, to, clash);
     std::optional<int> format = xl::FileFormat_FromFile(to);
     if (!format) return Error::failed("ファイルの拡張子が不明です。");

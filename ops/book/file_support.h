@@ -19,8 +19,7 @@ class Worksheet;
 
 namespace sheaflow::ops::files {
 
-// The name without its extension, and the extension with its dot ("" when there is none).
-std::string stem(std::string_view name);
+// The extension with its dot ("" when there is none).
 std::string extension(std::string_view name);
 
 // Whether a character may not stand in a file or folder name on the desktop systems that share
@@ -43,8 +42,6 @@ Result<void> copy_file(const std::string& from, const std::string& to, Clash cla
 // Moves `from` to `to`: a rename on the same file system, else a complete copy followed by the
 // removal of the original, so that the file is in exactly one of the two places afterwards.
 Result<void> move_file(const std::string& from, const std::string& to, Clash clash);
-// Creates a folder and its missing parents; an existing folder is fine.
-Result<void> make_folder(const std::string& path);
 
 // The worksheet the pane's "sheet" option names: the active sheet, or the first worksheet.
 xl::Worksheet* chosen_sheet(run::Session& s);

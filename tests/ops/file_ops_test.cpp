@@ -157,7 +157,7 @@ TEST_F(FileOpsTest, FoldersBySheetAndSubfoldersRoundTrip) {
     std::ofstream(target() / "Data") << "not a folder";
     fs::rename(dir_ / "hold" / "a_1.xlsx", target() / "a_1.xlsx");
     EXPECT_NE(run("シート名でフォルダーに分類", {"sheet=first"}, "--files a_1.xlsx"), 0);
-    EXPECT_NE(err_.find("の位置にファイルがあります"), std::string::npos) << err_;
+    EXPECT_NE(err_.find("同じ名前のファイルがあります"), std::string::npos) << err_;
     EXPECT_TRUE(fs::exists(target() / "a_1.xlsx"));
 }
 
