@@ -128,6 +128,68 @@ struct FindState {
     FindSpec last;  // the conditions of the last Find, used by FindNext
 };
 
+// ---- The VBA project: VBProject.VBComponents and CodeModule ---------------------------------
+// Component Type codes (vbext_ComponentType).
+inline constexpr int vbext_ct_StdModule = 1;
+inline constexpr int vbext_ct_ClassModule = 2;
+inline constexpr int vbext_ct_MSForm = 3;
+inline constexpr int vbext_ct_ActiveXDesigner = 11;
+inline constexpr int vbext_ct_Document = 100;
+
+// The code of one component as the editor shows it: the attribute lines that head the module
+// are hidden; lines are numbered from 1.
+class CodeModule {
+public:
+    virtual ~CodeModule() = default;
+    virtual int count_of_lines() = 0;
+    // Lines(start, count): the lines joined by CR LF ("" outside the module).
+    virtual std::string lines(int start, int count) = 0;
+    virtual Result<void> delete_lines(int start, int count = 1) = 0;
+    // InsertLines: the text (lines separated by CR LF or LF) becomes lines from `line` on; a line
+    // past the end appends.
+    virtual Result<void> insert_lines(int line, const std::string& code) = 0;
+    // AddFromFile: the file's text (CP932 or UTF-8, CR LF or LF) goes before the first
+    // procedure, or at the end when there is none.
+    virtual Result<void> add_from_file(const std::string& path) = 0;
+};
+
+class VBComponent {
+public:
+    virtual ~VBComponent() = default;
+    virtual std::string name() const = 0;
+    // Name = ...: refused for a name in use or not a valid module name.
+    virtual Result<void> set_name(const std::string& name) = 0;
+    virtual int type() const = 0;  // vbext_ct_*
+    // Export: the module file as the editor writes it (.bas, or .cls with its class header);
+    // forms and designers are refused.
+    virtual Result<void> export_file(const std::string& path) = 0;
+    virtual CodeModule& code_module() = 0;
+};
+
+class VBComponents {
+public:
+    virtual ~VBComponents() = default;
+    virtual int count() = 0;
+    virtual VBComponent* item(int index) = 0;  // 1-based; nullptr when out of range
+    // By name, compared without regard to case; nullptr when none.
+    virtual VBComponent* item(std::string_view name) = 0;
+    // Import: a .bas or .cls file becomes a new module named by its VB_Name attribute (a name in
+    // use gets a number added, as the editor does).
+    virtual Result<VBComponent*> import_file(const std::string& path) = 0;
+    // Remove: standard, class and form modules; document modules are refused.
+    virtual Result<void> remove(VBComponent& component) = 0;
+};
+
+class VBProject {
+public:
+    virtual ~VBProject() = default;
+    virtual VBComponents& vb_components() = 0;
+    // Whether the workbook holds a VBA project at all (a workbook without one lists no
+    // components and refuses imports).
+    virtual bool exists() const = 0;
+};
+// ---- end of the VBA project -----------------------------------------------------------------
+
 class Application;
 class Workbook;
 class Worksheet;
@@ -281,6 +343,11 @@ public:
         (void)value;
         (void)custom;
         return Error::make(Error::Code::Unsupported, "プロパティを設定できません。");
+    }
+    // Workbook.VBProject: the error tells why the project cannot be used (a project the engine
+    // cannot keep exactly, a locked project, a format without one).
+    virtual Result<VBProject*> vb_project() {
+        return Error::make(Error::Code::Unsupported, "このブックのマクロは扱えません。");
     }
 };
 

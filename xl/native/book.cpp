@@ -606,6 +606,7 @@ void Book::fold_string_changes() {
 }
 
 Result<void> Book::flush() {
+    if (auto r = flush_vba(); !r) return r;
     fold_string_changes();
     // The active tab and the selected flags of the sheets follow the active sheet.
     int active_pos = sheet_position(active_);

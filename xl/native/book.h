@@ -24,6 +24,7 @@ namespace sheaflow::xl::native {
 class Book;
 class NativeApplication;
 struct PropertiesPart;
+class VbaBinding;
 
 // What a sheet part is.
 enum class SheetKind { Worksheet, Chart, Dialog, Macro };
@@ -185,6 +186,12 @@ public:
     std::shared_ptr<struct StructureCache> structure_cache;
     // The text of the active sheet in a text format (6 CSV, -4158 tab text), encoded.
     Result<std::string> text_of_active_sheet(int file_format);
+    // The VBA project (xl/native/vba_book.cpp).
+    Result<VBProject*> vb_project() override;
+    // Renames the document module tied to a sheet or to the workbook when its code name
+    // changes; nothing to do when the workbook has no project or no such module.
+    Result<void> rename_document_module(const std::string& old_code_name,
+                                        const std::string& new_code_name);
 
 private:
     Book(NativeApplication& app) : app_(app) {}
@@ -224,6 +231,8 @@ private:
     std::vector<std::int8_t> memo_;
     bool cells_changed_ = false;
     std::vector<std::unique_ptr<Sheet>> retired_;
+    Result<void> flush_vba();
+    std::shared_ptr<VbaBinding> vba_;  // read on first use
 };
 
 class NativeApplication : public xl::Application, public xl::Workbooks {

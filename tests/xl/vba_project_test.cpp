@@ -1,0 +1,223 @@
+// The VBA project of macro workbooks: compression, reading, editing and writing back.
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <regex>
+
+#include "engine_helpers.h"
+#include "xl/native/compound_file.h"
+#include "xl/native/engine.h"
+#include "xl/native/package.h"
+#include "xl/native/vba_compression.h"
+#include "xl/native/vba_project.h"
+
+namespace sheaflow::testing {
+namespace {
+
+using xl::native::vba::compress;
+using xl::native::vba::decompress;
+
+std::string hex_bytes(const std::string& s) {
+    static const char* d = "0123456789ABCDEF";
+    std::string out;
+    for (unsigned char c : s) {
+        if (!out.empty()) out += ' ';
+        out += d[c >> 4];
+        out += d[c & 15];
+    }
+    return out;
+}
+
+TEST(vba_compression, matches_the_format_example_and_round_trips) {
+    std::string plain = "abcdefghijklmnopqrstuv.";
+    EXPECT_EQ(hex_bytes(compress(plain)),
+              "01 19 B0 00 61 62 63 64 65 66 67 68 00 69 6A 6B 6C 6D 6E 6F 70 00 71 72 73 74 75 "
+              "76 2E");
+    // Long, repetitive and incompressible inputs across chunk borders.
+    std::string text, noise;
+    for (int i = 0; i < 900; ++i) text += "Sub Proc" + std::to_string(i % 37) + "()\r\n";
+    unsigned x = 12345;
+    for (int i = 0; i < 9000; ++i) noise.push_back(static_cast<char>((x = x * 1103515245 + 12345) >> 16));
+    for (const std::string& s : {text, noise, std::string(4096, 'a'), std::string(1, 'z')}) {
+        auto back = decompress(compress(s));
+        ASSERT_TRUE(back) << back.error().message;
+        EXPECT_EQ(back->substr(0, s.size()), s);
+    }
+    EXPECT_LT(compress(text).size(), text.size() / 4);
+}
+
+TEST(vba_compression, refuses_damaged_containers) {
+    std::string good = compress("Attribute VB_Name = \"Module1\"\r\nSub A()\r\nEnd Sub\r\n");
+    for (std::string bad : {std::string(), std::string("\x02", 1), good.substr(0, 2),
+                            std::string("\x01\x05\xB0\x01\xFF\xFF", 6)}) {
+        EXPECT_FALSE(decompress(bad)) << hex_bytes(bad);
+    }
+}
+
+}  // namespace
+}  // namespace sheaflow::testing
+
+#include "vba_decoder.h"
+
+namespace sheaflow::testing {
+namespace {
+
+const std::string kClassHeader = "VERSION 1.0 CLASS\r\nBEGIN\r\n  MultiUse = -1  'True\r\nEND\r\n";
+
+std::string vba_bin_of(const std::string& path) {
+    auto pkg = xl::native::Package::open_file(path);
+    if (!pkg) return "";
+    auto bin = (*pkg)->read("xl/vbaProject.bin");
+    return bin ? *bin : "";
+}
+
+// Every module the engine exports equals what the independent reader decodes from the file.
+void expect_exports_match_decoder(xl::Workbook& book, const std::string& path,
+                                  const EngineTempDir& tmp) {
+    auto decoded = decode_vba_modules(vba_bin_of(path));
+    ASSERT_TRUE(decoded) << path;
+    auto project = book.vb_project();
+    ASSERT_TRUE(project) << project.error().message;
+    xl::VBComponents& c = (*project)->vb_components();
+    EXPECT_EQ(static_cast<std::size_t>(c.count()), decoded->size()) << path;
+    for (int i = 1; i <= c.count(); ++i) {
+        xl::VBComponent* m = c.item(i);
+        if (m->type() == xl::vbext_ct_MSForm) {
+            EXPECT_FALSE(m->export_file(tmp.file("form.frm")));
+            continue;
+        }
+        std::string out = tmp.file(m->name() + ".txt");
+        ASSERT_TRUE(m->export_file(out)) << m->name();
+        std::string want = (*decoded)[m->name()];
+        if (m->type() != xl::vbext_ct_StdModule) want = kClassHeader + want;
+        EXPECT_EQ(read_file(out), want) << path << " " << m->name();
+    }
+}
+
+TEST(vba_project, exports_of_corpus_macro_workbooks_match_an_independent_reader) {
+    EngineTempDir tmp;
+    auto app = xl::native::create_application();
+    int with_project = 0;
+    for (const std::string& path : corpus_files("xlsm", {".xlsm"})) {
+        auto book = app->workbooks().open(path, true);
+        ASSERT_TRUE(book) << path;
+        auto project = (*book)->vb_project();
+        ASSERT_TRUE(project) << path << ": " << project.error().message;
+        if ((*project)->exists()) {
+            ++with_project;
+            expect_exports_match_decoder(**book, path, tmp);
+        } else {
+            EXPECT_EQ((*project)->vb_components().count(), 0);
+            EXPECT_FALSE((*project)->vb_components().import_file(tmp.file("none.bas")));
+        }
+        (*book)->close();
+    }
+    EXPECT_GE(with_project, 8);
+}
+
+TEST(vba_project, edits_saved_are_read_back_by_both_readers_with_nothing_else_changed) {
+    EngineTempDir tmp;
+    const std::string src = corpus("xlsm/sjs-BlankSheetTypes.xlsm");
+    auto before = decode_vba_modules(vba_bin_of(src));
+    ASSERT_TRUE(before);
+    write_file(tmp.file("New.bas"),
+               "Attribute VB_Name = \"Module1\"\nOption Explicit\nSub Hello()\nEnd Sub\n");
+    {
+        auto app = xl::native::create_application();
+        auto book = app->workbooks().open(src, false);
+        ASSERT_TRUE(book);
+        xl::VBComponents& c = (*(*book)->vb_project())->vb_components();
+        // An import whose name is in use gets a number, as the editor names it.
+        auto added = c.import_file(tmp.file("New.bas"));
+        ASSERT_TRUE(added) << added.error().message;
+        EXPECT_EQ((*added)->name(), "Module11");
+        ASSERT_TRUE(c.item("Class1")->set_name("Renamed"));
+        EXPECT_FALSE(c.item("Renamed")->set_name("module1"));  // in use, whatever the case
+        EXPECT_FALSE(c.item("Sheet1")->set_name("9bad"));
+        ASSERT_TRUE(c.remove(*c.item("UserForm1")));
+        EXPECT_FALSE(c.remove(*c.item("ThisWorkbook")));
+        xl::CodeModule& code = c.item("Module1")->code_module();
+        ASSERT_TRUE(code.delete_lines(1, 1));
+        ASSERT_TRUE(code.insert_lines(1, "' first"));
+        ASSERT_TRUE((*book)->save_as(tmp.file("out.xlsm"), xl::xlOpenXMLWorkbookMacroEnabled));
+        (*book)->close();
+    }
+    std::string bin = vba_bin_of(tmp.file("out.xlsm"));
+    auto after = decode_vba_modules(bin);
+    ASSERT_TRUE(after);
+    std::map<std::string, std::string> want = *before;
+    want.erase("UserForm1");
+    std::string cls = want["Class1"];
+    want.erase("Class1");
+    want["Renamed"] = std::regex_replace(cls, std::regex("VB_Name = \"Class1\""), "VB_Name = \"Renamed\"");
+    std::string& m1 = want["Module1"];
+    // This project's source has LF line ends, and keeps them.
+    std::size_t code_start = m1.find('\n') + 1;  // after Attribute VB_Name
+    std::size_t first_end = m1.find('\n', code_start) + 1;
+    m1 = m1.substr(0, code_start) + "' first\n" + m1.substr(first_end);
+    want["Module11"] = "Attribute VB_Name = \"Module11\"\r\nOption Explicit\r\nSub Hello()\r\nEnd Sub\r\n";
+    EXPECT_EQ(*after, want);
+
+    // The project compiles again from source: caches and the designer of the removed form go.
+    auto root = xl::native::cfb::read(bin, "out");
+    ASSERT_TRUE(root);
+    EXPECT_EQ(root->at("VBA/_VBA_PROJECT")->data, std::string("\xCC\x61\xFF\xFF\x00\x01\x00", 7));
+    EXPECT_EQ(root->child("UserForm1"), nullptr);
+    for (const auto& n : root->at("VBA")->children) EXPECT_NE(n.name.rfind("__SRP_", 0), 0u);
+    std::string project = root->child("PROJECT")->data;
+    EXPECT_NE(project.find("Class=Renamed\r\n"), std::string::npos);
+    EXPECT_NE(project.find("Module=Module11\r\n"), std::string::npos);
+    EXPECT_EQ(project.find("UserForm1"), std::string::npos);
+
+    // The engine reads its own output the same way.
+    auto app = xl::native::create_application();
+    auto book = app->workbooks().open(tmp.file("out.xlsm"), true);
+    ASSERT_TRUE(book);
+    expect_exports_match_decoder(**book, tmp.file("out.xlsm"), tmp);
+}
+
+TEST(vba_project, japanese_text_goes_into_a_cp932_project_in_its_code_page) {
+    EngineTempDir tmp;
+    write_file(tmp.file("ja.bas"), "\xEF\xBB\xBF" "Attribute VB_Name = \"集計\"\r\n' 日本語\r\n");
+    auto app = xl::native::create_application();
+    auto book = app->workbooks().open(corpus("xlsm/cal-issue281.xlsm"), false);
+    ASSERT_TRUE(book);
+    auto added = (*(*book)->vb_project())->vb_components().import_file(tmp.file("ja.bas"));
+    ASSERT_TRUE(added) << added.error().message;
+    EXPECT_EQ((*added)->code_module().lines(1, 1), "' 日本語");
+    ASSERT_TRUE((*book)->save_as(tmp.file("out.xlsm"), xl::xlOpenXMLWorkbookMacroEnabled));
+    auto root = xl::native::cfb::read(vba_bin_of(tmp.file("out.xlsm")), "out");
+    ASSERT_TRUE(root);
+    // Module names in the PROJECT stream are in the code page too.
+    EXPECT_NE(root->child("PROJECT")->data.find("Module=\x8F\x57\x8C\x76\r\n"), std::string::npos);
+    auto reread = app->workbooks().open(tmp.file("out.xlsm"), true);
+    ASSERT_TRUE(reread);
+    xl::VBComponent* m = (*(*reread)->vb_project())->vb_components().item("集計");
+    ASSERT_NE(m, nullptr);
+    EXPECT_EQ(m->code_module().lines(1, 1), "' 日本語");
+}
+
+TEST(vba_project, a_signed_project_loses_its_signature_when_changed_and_keeps_it_otherwise) {
+    EngineTempDir tmp;
+    const std::string src = corpus("xlsm/xw-macro04.xlsm");
+    auto app = xl::native::create_application();
+    auto book = app->workbooks().open(src, false);
+    ASSERT_TRUE(book);
+    ASSERT_TRUE((*book)->vb_project());
+    ASSERT_TRUE((*book)->save_as(tmp.file("same.xlsm"), xl::xlOpenXMLWorkbookMacroEnabled));
+    EXPECT_EQ(vba_bin_of(tmp.file("same.xlsm")), vba_bin_of(src));
+    xl::VBComponents& c = (*(*book)->vb_project())->vb_components();
+    ASSERT_TRUE(c.item("Module1")->code_module().insert_lines(1, "' changed"));
+    ASSERT_TRUE((*book)->save_as(tmp.file("changed.xlsm"), xl::xlOpenXMLWorkbookMacroEnabled));
+    auto root = xl::native::cfb::read(vba_bin_of(tmp.file("changed.xlsm")), "changed");
+    ASSERT_TRUE(root);
+    for (const auto& n : root->children) EXPECT_EQ(n.name.find("DigitalSignature"), std::string::npos);
+    auto pkg = xl::native::Package::open_file(tmp.file("changed.xlsm"));
+    ASSERT_TRUE(pkg);
+    for (const std::string& part : (*pkg)->part_names())
+        EXPECT_EQ(part.find("Signature"), std::string::npos) << part;
+}
+
+}  // namespace
+}  // namespace sheaflow::testing
