@@ -23,6 +23,8 @@ const TableFn kTables[] = {
     file_create_procedures,
     property_procedures,
     tool_procedures,
+    macro_procedures,
+    macro_list_procedures,
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "xl/native/vba_project.h"
 
+#include <unicode/ucnv.h>
 #include <unicode/unistr.h>
 
 #include <algorithm>
@@ -225,12 +226,19 @@ std::string Project::decode(std::string_view bytes) const {
 std::string Project::encode(std::string_view utf8) const {
     if (code_page_ == 65001) return std::string(utf8);
     if (code_page_ == 932) return text::to_cp932(utf8, '?');
+    // Characters the code page cannot hold become "?", as the editor writes them.
+    UErrorCode status = U_ZERO_ERROR;
     std::string cp = "windows-" + std::to_string(code_page_);
+    UConverter* cnv = ucnv_open(cp.c_str(), &status);
+    if (U_FAILURE(status)) return std::string(utf8);
+    ucnv_setSubstChars(cnv, "?", 1, &status);
     icu::UnicodeString u = icu::UnicodeString::fromUTF8(
         icu::StringPiece(utf8.data(), static_cast<std::int32_t>(utf8.size())));
-    std::int32_t need = u.extract(0, u.length(), nullptr, 0, cp.c_str());
-    std::string out(static_cast<std::size_t>(need), '\0');
-    u.extract(0, u.length(), out.data(), static_cast<std::uint32_t>(need), cp.c_str());
+    std::string out(static_cast<std::size_t>(u.length()) * 4 + 4, '\0');
+    status = U_ZERO_ERROR;
+    std::int32_t n = u.extract(out.data(), static_cast<std::int32_t>(out.size()), cnv, status);
+    ucnv_close(cnv);
+    out.resize(U_SUCCESS(status) ? static_cast<std::size_t>(n) : 0);
     return out;
 }
 
@@ -404,6 +412,9 @@ Result<Module*> Project::add(int type, const std::string& name, std::vector<std:
         return Error::make(Error::Code::Refused, "標準モジュールとクラスモジュールだけを追加できます。");
     if (std::string why = module_name_problem(name); !why.empty())
         return Error::make(Error::Code::Refused, "モジュール名「" + name + "」: " + why);
+    if (decode(encode(name)) != name)
+        return Error::make(Error::Code::Refused,
+                           "モジュール名「" + name + "」はこのプロジェクトの文字コードで表せません。");
     cfb::Node* vba = root_.child("VBA");
     if (find(name) || (vba && vba->child(name)))
         return Error::make(Error::Code::Refused, "モジュール名「" + name + "」は既に使われています。");
@@ -470,6 +481,9 @@ Result<void> Project::rename(std::string_view old_name, const std::string& new_n
         return Error::make(Error::Code::Refused, "フォームとデザイナーの名前は変更できません。");
     if (std::string why = module_name_problem(new_name); !why.empty())
         return Error::make(Error::Code::Refused, "モジュール名「" + new_name + "」: " + why);
+    if (decode(encode(new_name)) != new_name)
+        return Error::make(Error::Code::Refused,
+                           "モジュール名「" + new_name + "」はこのプロジェクトの文字コードで表せません。");
     cfb::Node* vba = root_.child("VBA");
     Module* other = find(new_name);
     if ((other && other != m) || (vba && !same_name(m->stream_name, new_name) && vba->child(new_name)))
