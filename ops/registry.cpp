@@ -25,6 +25,8 @@ const TableFn kTables[] = {
     tool_procedures,
     macro_procedures,
     macro_list_procedures,
+    colour_procedures,
+    palette_list_procedures,
 };
 
 }  // namespace

@@ -38,6 +38,9 @@ std::span<const Procedures> property_procedures();
 std::span<const Procedures> tool_procedures();
 std::span<const Procedures> macro_procedures();
 std::span<const Procedures> macro_list_procedures();
+// Colours, tabs and drawing objects.
+std::span<const Procedures> colour_procedures();
+std::span<const Procedures> palette_list_procedures();
 
 // Dispatch: nullptr when no implemented operation matches. An entry whose category is the full
 // category (an all-sheets variant with an executor of its own) is preferred to one matched

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "util/result.h"
+#include "xl/sheet_objects.h"
 
 namespace sheaflow::xl {
 
@@ -293,6 +294,49 @@ public:
     virtual Result<void> move(Worksheet* before, Worksheet* after) = 0;
     virtual Result<Worksheet*> copy(Worksheet* before, Worksheet* after) = 0;
 
+    // ---- Colours and drawing objects (xl/native/colours*.cpp, drawing*.cpp) ----
+    // Visits every non-automatic colour of the chosen kinds of item and writes the colours that
+    // `visit` answers. A changed cell format becomes a new format entry; entries that other
+    // cells keep are left as they are.
+    virtual Result<void> visit_colours(const ColourKinds& kinds, const ColourVisit& visit) {
+        (void)kinds, (void)visit;
+        return Error::failed("色を扱えないシートです。");
+    }
+    // Tab.Color: the tab's colour, nullopt when automatic. Setting -1 clears it.
+    virtual std::optional<std::int32_t> tab_colour() { return std::nullopt; }
+    virtual Result<void> set_tab_colour(std::int32_t colour) {
+        (void)colour;
+        return Error::failed("見出しの色を設定できないシートです。");
+    }
+    // Every object of the sheet: comments, embedded objects, charts, pictures and shapes,
+    // controls, hyperlinks, in that order.
+    virtual std::vector<SheetObject> objects() { return {}; }
+    virtual Result<void> delete_object(const SheetObject& o) {
+        (void)o;
+        return Error::failed("オブジェクトを扱えないシートです。");
+    }
+    // Moves the object so that its top-left corner is at the top-left of cell `to`.
+    virtual Result<void> move_object(const SheetObject& o, CellRef to) {
+        (void)o, (void)to;
+        return Error::failed("オブジェクトを扱えないシートです。");
+    }
+    virtual Result<void> rename_object(const SheetObject& o, const std::string& name) {
+        (void)o, (void)name;
+        return Error::failed("オブジェクトを扱えないシートです。");
+    }
+    // Scales the object's width and height by the factors (1 = unchanged).
+    virtual Result<void> scale_object(const SheetObject& o, double width, double height) {
+        (void)o, (void)width, (void)height;
+        return Error::failed("オブジェクトを扱えないシートです。");
+    }
+    // Copies the object onto `dest` (a sheet of any open workbook), its top-left corner at `to`
+    // or where it was when not given. The copy keeps the object's name.
+    virtual Result<void> copy_object(const SheetObject& o, Worksheet& dest,
+                                     std::optional<CellRef> to) {
+        (void)o, (void)dest, (void)to;
+        return Error::failed("オブジェクトを扱えないシートです。");
+    }
+
     Range cells() { return Range(*this, Area{1, 1, rows_count(), columns_count()}); }
     Range cell(std::int32_t row, std::int32_t col) {
         return Range(*this, Area{row, col, row, col});
@@ -348,6 +392,14 @@ public:
     // cannot keep exactly, a locked project, a format without one).
     virtual Result<VBProject*> vb_project() {
         return Error::make(Error::Code::Unsupported, "このブックのマクロは扱えません。");
+    }
+
+    // ---- Tabs (xl/native/colours*.cpp) ----
+    // The 1-based position of the first tab shown in the tab bar, and setting it.
+    virtual int first_tab() { return 1; }
+    virtual Result<void> set_first_tab(int position) {
+        (void)position;
+        return Error::failed("見出しのスクロールができないブックです。");
     }
 };
 

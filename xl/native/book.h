@@ -63,6 +63,11 @@ public:
     Result<void> move(Worksheet* before, Worksheet* after) override;
     Result<Worksheet*> copy(Worksheet* before, Worksheet* after) override;
 
+    // Colours and drawing objects (xl/native/colours*.cpp, drawing*.cpp).
+    Result<void> visit_colours(const ColourKinds& kinds, const ColourVisit& visit) override;
+    std::optional<std::int32_t> tab_colour() override;
+    Result<void> set_tab_colour(std::int32_t colour) override;
+
     // Engine side.
     SheetKind kind() const { return kind_; }
     const std::string& part_name() const { return part_name_; }
@@ -143,6 +148,10 @@ public:
     Result<std::vector<DocumentProperty>> document_properties() override;
     Result<void> set_document_property(const std::string& name, const std::string& value,
                                        bool custom) override;
+
+    // Tabs (xl/native/colours_sheet.cpp).
+    int first_tab() override;
+    Result<void> set_first_tab(int position) override;
 
     // Engine side.
     NativeApplication& app() { return app_; }
