@@ -27,6 +27,8 @@ const TableFn kTables[] = {
     macro_list_procedures,
     colour_procedures,
     palette_list_procedures,
+    tab_procedures,
+    colour_check_procedures,
 };
 
 }  // namespace

@@ -41,6 +41,8 @@ std::span<const Procedures> macro_list_procedures();
 // Colours, tabs and drawing objects.
 std::span<const Procedures> colour_procedures();
 std::span<const Procedures> palette_list_procedures();
+std::span<const Procedures> tab_procedures();
+std::span<const Procedures> colour_check_procedures();
 
 // Dispatch: nullptr when no implemented operation matches. An entry whose category is the full
 // category (an all-sheets variant with an executor of its own) is preferred to one matched

@@ -39,6 +39,9 @@ struct ColourUse {
     // False when the colour cannot be resolved to RGB (a theme colour without a theme, a named
     // colour the engine does not know); such a colour is never changed.
     bool known = true;
+    // True for a cell font colour that is the workbook's default font colour (what the
+    // application shows as automatic text).
+    bool is_default = false;
 };
 
 // Called for every colour; answers the colour to write instead, or nothing to keep it.

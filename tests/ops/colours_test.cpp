@@ -188,6 +188,21 @@ TEST_F(ColourOpsTest, LibreOfficeOpensTheStandardisedWorkbook) {
     EXPECT_EQ(ss.str().substr(0, 8), "1,2,3,4\n");
 }
 
+TEST_F(ColourOpsTest, ColourCheckListsCellsWithColoursOfTheirOwn) {
+    add_target("colours.xlsx", "c.xlsx");
+    ASSERT_EQ(run("セル", "カラーチェック").failed_files, 0);
+    std::vector<std::string> cells;
+    for (const auto& r : rows(4)) cells.push_back(r[2] + " " + r[3]);
+    // B1's black text is the workbook's default; the pattern and font colours in the palette
+    // are listed with their codes.
+    EXPECT_EQ(cells,
+              (std::vector<std::string>{"A1 文字の色=RGB(250,250,250)", "B1 背景の色=RGB(18,52,86)",
+                                        "C1 文字の色=RGB(149,179,215)",
+                                        "D1 文字の色=RGB(255,0,0) ColorIndex=3 Color2010=62",
+                                        "D1 パターンの色=RGB(255,0,0) ColorIndex=3 Color2010=62",
+                                        "D1 背景の色=RGB(1,1,1)", "A2 文字の色=RGB(250,250,250)"}));
+}
+
 TEST_F(ColourOpsTest, PaletteListsNeedNoTargets) {
     auto out = run("Excel", "ColorIndex一覧");
     ASSERT_TRUE(out.checked) << out.check_message;

@@ -134,6 +134,13 @@ void border_slots(pugi::xml_node border, char group, const ColourKinds& k, std::
     }
 }
 
+bool same_attributes(pugi::xml_node a, pugi::xml_node b) {
+    std::map<std::string, std::string> x, y;
+    for (pugi::xml_attribute at : a.attributes()) x[at.name()] = at.value();
+    for (pugi::xml_attribute at : b.attributes()) y[at.name()] = at.value();
+    return x == y;
+}
+
 // A decision of the visitor: slot index -> colour to write.
 using Decisions = std::vector<std::pair<std::size_t, std::int32_t>>;
 
@@ -164,12 +171,16 @@ struct Walk {
     EditedPart styles;
 
     // Visits the slots; the decisions for the colours the visitor changes.
-    Decisions decide(const std::string& place, const std::vector<Slot>& slots) {
+    Decisions decide(const std::string& place, const std::vector<Slot>& slots,
+                     pugi::xml_node default_font_colour = {}) {
         Decisions d;
         for (std::size_t i = 0; i < slots.size(); ++i) {
             ResolvedColour rc = resolver.spreadsheet(slots[i].colour);
             if (rc.automatic) continue;
-            auto answer = visit(ColourUse{place, slots[i].item, rc.colour, rc.known});
+            bool is_default = slots[i].group == 'f' && default_font_colour &&
+                              same_attributes(slots[i].colour, default_font_colour);
+            auto answer =
+                visit(ColourUse{place, slots[i].item, rc.colour, rc.known, is_default});
             if (answer && rc.known && *answer >= 0 && *answer != rc.colour)
                 d.emplace_back(i, *answer);
         }
@@ -237,6 +248,7 @@ Result<void> Sheet::visit_colours(const ColourKinds& kinds, const ColourVisit& v
         pugi::xml_node xfs = xml::child(sroot, "cellXfs"), fonts = xml::child(sroot, "fonts"),
                        fills = xml::child(sroot, "fills"), borders = xml::child(sroot, "borders");
         std::vector<XfInfo> info(element_count(xfs));
+        pugi::xml_node default_font_colour = xml::child(nth(fonts, 0), "color");
         std::map<std::string, std::uint32_t> made;  // decisions key -> new xf
         auto info_of = [&](std::uint32_t s) -> XfInfo& {
             XfInfo& x = info[s];
@@ -261,7 +273,7 @@ Result<void> Sheet::visit_colours(const ColourKinds& kinds, const ColourVisit& v
                 XfInfo& x = info_of(s);
                 if (x.slots.empty()) continue;
                 std::string place = c.attribute("r").value();
-                Decisions d = w.decide(place, x.slots);
+                Decisions d = w.decide(place, x.slots, default_font_colour);
                 if (d.empty()) continue;
                 std::string key = decisions_key(s, d);
                 auto it = made.find(key);
