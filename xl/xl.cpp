@@ -254,4 +254,34 @@ Result<Range> Worksheet::range(std::string_view address) {
     return Range(*this, *area);
 }
 
+// Rows and columns: an object model without its own rows and columns refuses these.
+namespace {
+Error lines_unsupported() {
+    return Error::make(Error::Code::Unsupported, "このブックでは行や列を操作できません。");
+}
+}  // namespace
+
+Result<void> Worksheet::insert_lines(Axis, std::int32_t, std::int32_t) {
+    return lines_unsupported();
+}
+Result<void> Worksheet::delete_lines(Axis, std::vector<LineSpan>) { return lines_unsupported(); }
+LineFormat Worksheet::line_format(Axis, std::int32_t) { return {}; }
+Result<void> Worksheet::format_lines(Axis, const std::vector<LineSpan>&, const LineFormatChange&) {
+    return lines_unsupported();
+}
+double Worksheet::standard_size(Axis) { return 0; }
+std::vector<std::pair<LineSpan, LineFormat>> Worksheet::formatted_lines(Axis) { return {}; }
+
+Result<void> Range::insert_entire(Axis axis) const {
+    if (axis == Axis::Rows)
+        return sheet_->insert_lines(axis, area_.first_row, area_.last_row - area_.first_row + 1);
+    return sheet_->insert_lines(axis, area_.first_col, area_.last_col - area_.first_col + 1);
+}
+
+Result<void> Range::delete_entire(Axis axis) const {
+    if (axis == Axis::Rows)
+        return sheet_->delete_lines(axis, {{area_.first_row, area_.last_row}});
+    return sheet_->delete_lines(axis, {{area_.first_col, area_.last_col}});
+}
+
 }  // namespace sheaflow::xl

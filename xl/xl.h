@@ -191,6 +191,33 @@ public:
 };
 // ---- end of the VBA project -----------------------------------------------------------------
 
+// Rows and columns.
+enum class Axis { Rows, Columns };
+// Lines (rows or columns) first..last, 1-based and inclusive.
+struct LineSpan {
+    std::int32_t first = 1;
+    std::int32_t last = 1;
+    bool operator==(const LineSpan&) const = default;
+};
+// What a row or column shows: RowHeight (points) or ColumnWidth (characters of the standard
+// font's digits), Hidden, OutlineLevel and whether its group is collapsed there.
+struct LineFormat {
+    double size = 0;
+    bool custom_size = false;  // sized by hand rather than the sheet's standard size
+    bool hidden = false;
+    int outline_level = 0;
+    bool collapsed = false;
+    bool operator==(const LineFormat&) const = default;
+};
+// A change of rows' or columns' properties; what is left empty stays as it is.
+struct LineFormatChange {
+    std::optional<double> size;  // RowHeight or ColumnWidth
+    bool standard_size = false;  // back to the sheet's standard size (rows fit their text again)
+    std::optional<bool> hidden;
+    std::optional<int> outline_level;  // 0..7
+    std::optional<bool> collapsed;
+};
+
 class Application;
 class Workbook;
 class Worksheet;
@@ -237,6 +264,10 @@ public:
     Result<bool> replace(const ReplaceOptions& o);
     // WorksheetFunction.CountA over this range.
     std::int64_t count_a() const;
+    // EntireRow.Insert / EntireColumn.Insert: as many lines as the range spans, before it.
+    Result<void> insert_entire(Axis axis) const;
+    // EntireRow.Delete / EntireColumn.Delete.
+    Result<void> delete_entire(Axis axis) const;
 
 private:
     Worksheet* sheet_;
@@ -336,6 +367,23 @@ public:
         (void)o, (void)dest, (void)to;
         return Error::failed("オブジェクトを扱えないシートです。");
     }
+    // Rows and columns. Inserting and deleting moves the cells and everything that refers to
+    // them on every sheet (formulas, names, merged cells, formats, validation, links, comments,
+    // drawings, filters, tables, print areas) as the application does, and is refused with
+    // Error::Code::Refused where the application refuses. Properties edit only the row and
+    // column records.
+    // Inserts `count` empty lines before line `at`; they take the format of the line before.
+    virtual Result<void> insert_lines(Axis axis, std::int32_t at, std::int32_t count);
+    // Deletes the lines of every span (in any order, overlapping allowed) as one edit.
+    virtual Result<void> delete_lines(Axis axis, std::vector<LineSpan> spans);
+    virtual LineFormat line_format(Axis axis, std::int32_t line);
+    virtual Result<void> format_lines(Axis axis, const std::vector<LineSpan>& spans,
+                                      const LineFormatChange& change);
+    // StandardHeight or StandardWidth.
+    virtual double standard_size(Axis axis);
+    // The lines that have properties of their own (sized, hidden, grouped), with them, in order;
+    // lines of one span share the same properties.
+    virtual std::vector<std::pair<LineSpan, LineFormat>> formatted_lines(Axis axis);
 
     Range cells() { return Range(*this, Area{1, 1, rows_count(), columns_count()}); }
     Range cell(std::int32_t row, std::int32_t col) {

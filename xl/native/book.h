@@ -62,6 +62,14 @@ public:
     Result<void> delete_sheet() override;
     Result<void> move(Worksheet* before, Worksheet* after) override;
     Result<Worksheet*> copy(Worksheet* before, Worksheet* after) override;
+    // Rows and columns (xl/native/sheet_lines.cpp).
+    Result<void> insert_lines(Axis axis, std::int32_t at, std::int32_t count) override;
+    Result<void> delete_lines(Axis axis, std::vector<LineSpan> spans) override;
+    LineFormat line_format(Axis axis, std::int32_t line) override;
+    Result<void> format_lines(Axis axis, const std::vector<LineSpan>& spans,
+                              const LineFormatChange& change) override;
+    double standard_size(Axis axis) override;
+    std::vector<std::pair<LineSpan, LineFormat>> formatted_lines(Axis axis) override;
 
     // Colours and drawing objects (xl/native/colours*.cpp, drawing*.cpp).
     Result<void> visit_colours(const ColourKinds& kinds, const ColourVisit& visit) override;
@@ -81,7 +89,12 @@ public:
     bool loaded() const { return part_ != nullptr; }
     bool part_dirty() const { return part_ && part_->dirty(); }
     // Replaces the part with one built elsewhere (new sheets, CSV).
-    void adopt_part(std::unique_ptr<WorksheetPart> p) { part_ = std::move(p); }
+    void adopt_part(std::unique_ptr<WorksheetPart> p) {
+        part_ = std::move(p);
+        by_columns_valid_ = false;  // cells may have moved
+        comments_loaded_ = false;
+        comments_.clear();
+    }
 
     // Cell texts used by find, replace and the text formats.
     std::string formula_bar_text(std::int32_t r, const Cell& c) const;

@@ -1,0 +1,115 @@
+#!/usr/bin/python3
+"""Checks an edit of rows or columns made by the engine against the same edit made by LibreOffice:
+opens ORIGINAL in a headless LibreOffice, inserts or deletes the lines there, recalculates, and
+compares the displayed value of every cell of every sheet with EDITED (the engine's output,
+recalculated by LibreOffice too). Prints each difference; exits 0 when there is none, 1 when
+there are differences, 2 when LibreOffice could not do its part.
+
+usage: lo_shift_compare.py ORIGINAL EDITED SHEET_INDEX rows|columns insert|delete FIRST COUNT
+(SHEET_INDEX counts from 0, FIRST from 1)
+"""
+import os
+import subprocess
+import sys
+import tempfile
+import time
+
+import uno
+
+from lo_dump import col_name, props, url
+
+
+def start_office():
+    profile = tempfile.mkdtemp(prefix='lo-shift-')
+    pipe = 'loshift%d' % os.getpid()
+    proc = subprocess.Popen(
+        ['soffice', '--headless', '--invisible', '--nologo', '--norestore', '--nodefault',
+         '-env:UserInstallation=' + url(profile),
+         '--accept=pipe,name=%s;urp;StarOffice.ComponentContext' % pipe],
+        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    local = uno.getComponentContext()
+    resolver = local.ServiceManager.createInstanceWithContext(
+        'com.sun.star.bridge.UnoUrlResolver', local)
+    for _ in range(1200):
+        try:
+            ctx = resolver.resolve('uno:pipe,name=%s;urp;StarOffice.ComponentContext' % pipe)
+            return proc, ctx.ServiceManager.createInstanceWithContext(
+                'com.sun.star.frame.Desktop', ctx)
+        except Exception:
+            time.sleep(0.05)
+    proc.kill()
+    return None, None
+
+
+# Functions whose value changes from one calculation to the next.
+VOLATILE = ('RAND', 'NOW', 'TODAY', 'RANDBETWEEN', 'INFO', 'CELL')
+
+
+def values(doc):
+    """Shown values by (sheet, cell). Cells with volatile functions are left out, and so are
+    sheets with pivot tables, whose output LibreOffice lays out anew when it edits the sheet."""
+    doc.calculateAll()
+    out = {}
+    sheets = doc.Sheets
+    for i in range(sheets.Count):
+        sh = sheets.getByIndex(i)
+        if sh.getDataPilotTables().getCount() > 0:
+            continue
+        cur = sh.createCursor()
+        cur.gotoEndOfUsedArea(False)
+        for r in range(cur.RangeAddress.EndRow + 1):
+            for c in range(cur.RangeAddress.EndColumn + 1):
+                cell = sh.getCellByPosition(c, r)
+                f = cell.getFormula().upper()
+                if any(v + '(' in f for v in VOLATILE):
+                    continue
+                s = cell.getString()
+                if s != '':
+                    out[(sh.Name, '%s%d' % (col_name(c), r + 1))] = s
+    return out
+
+
+def main(args):
+    original, edited, sheet_index, axis, action, first, count = args
+    sheet_index, first, count = int(sheet_index), int(first), int(count)
+    proc, desktop = start_office()
+    if desktop is None:
+        print('!! soffice did not answer')
+        return 2
+    try:
+        doc = desktop.loadComponentFromURL(url(original), '_blank', 0, props(Hidden=True))
+        sh = doc.Sheets.getByIndex(sheet_index)
+        lines = sh.Rows if axis == 'rows' else sh.Columns
+        if action == 'insert':
+            lines.insertByIndex(first - 1, count)
+        else:
+            lines.removeByIndex(first - 1, count)
+        expected = values(doc)
+        doc.close(True)
+        doc = desktop.loadComponentFromURL(url(edited), '_blank', 0, props(Hidden=True))
+        got = values(doc)
+        doc.close(True)
+    finally:
+        try:
+            desktop.terminate()
+        except Exception:
+            pass
+        try:
+            proc.wait(timeout=30)
+        except subprocess.TimeoutExpired:
+            proc.kill()
+    diffs = 0
+    for key in sorted(set(expected) | set(got)):
+        e, g = expected.get(key), got.get(key)
+        # LibreOffice computes some formulas on deleted references as #VALUE! where the
+        # application and the reloaded file show #REF!.
+        if e == '#VALUE!' and g == '#REF!':
+            continue
+        if e != g:
+            diffs += 1
+            print('%s!%s\texpected %r\tgot %r' % (key[0], key[1], expected.get(key), got.get(key)))
+    return 1 if diffs else 0
+
+
+if __name__ == '__main__':
+    sys.exit(main(sys.argv[1:]))

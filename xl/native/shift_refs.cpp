@@ -1,0 +1,450 @@
+#include "xl/native/shift_refs.h"
+
+#include <algorithm>
+
+#include "xl/native/sheet_names.h"
+
+namespace sheaflow::xl::native {
+
+LineMap LineMap::insertion(std::int32_t at, std::int32_t count, std::int32_t limit) {
+    LineMap m;
+    m.at_ = at;
+    m.count_ = count;
+    m.limit_ = limit;
+    return m;
+}
+
+LineMap LineMap::deletion(std::vector<LineSpan> spans, std::int32_t limit) {
+    LineMap m;
+    m.limit_ = limit;
+    for (LineSpan& s : spans) {
+        if (s.first > s.last) std::swap(s.first, s.last);
+        s.first = std::max(s.first, 1);
+        s.last = std::min(s.last, limit);
+    }
+    std::erase_if(spans, [](const LineSpan& s) { return s.first > s.last; });
+    std::sort(spans.begin(), spans.end(),
+              [](const LineSpan& a, const LineSpan& b) { return a.first < b.first; });
+    std::int32_t total = 0;
+    for (const LineSpan& s : spans) {
+        if (!m.deleted_.empty() && s.first <= m.deleted_.back().last + 1) {
+            std::int32_t grow = std::max(0, s.last - m.deleted_.back().last);
+            m.deleted_.back().last += grow;
+            total += grow;
+            continue;
+        }
+        m.deleted_prefix_.push_back(total);
+        m.deleted_.push_back(s);
+        total += s.last - s.first + 1;
+    }
+    return m;
+}
+
+std::int32_t LineMap::deleted_before(std::int32_t old) const {
+    // The last span starting before `old`.
+    auto it = std::upper_bound(deleted_.begin(), deleted_.end(), old,
+                               [](std::int32_t v, const LineSpan& s) { return v <= s.first; });
+    if (it == deleted_.begin()) return 0;
+    std::size_t i = static_cast<std::size_t>(it - deleted_.begin()) - 1;
+    const LineSpan& s = deleted_[i];
+    return deleted_prefix_[i] + (std::min(old, s.last + 1) - s.first);
+}
+
+namespace {
+
+// The deleted span holding `line`, or nullptr.
+const LineSpan* span_holding(const std::vector<LineSpan>& spans, std::int32_t line) {
+    auto it = std::upper_bound(spans.begin(), spans.end(), line,
+                               [](std::int32_t v, const LineSpan& s) { return v < s.first; });
+    if (it == spans.begin()) return nullptr;
+    --it;
+    return line <= it->last ? &*it : nullptr;
+}
+
+}  // namespace
+
+std::optional<std::int32_t> LineMap::line(std::int32_t old) const {
+    if (inserting()) {
+        if (old < at_) return old;
+        if (old + count_ > limit_) return std::nullopt;
+        return old + count_;
+    }
+    if (span_holding(deleted_, old)) return std::nullopt;
+    return old - deleted_before(old);
+}
+
+std::optional<LineSpan> LineMap::span(std::int32_t lo, std::int32_t hi) const {
+    if (inserting()) {
+        std::int32_t a = lo >= at_ ? lo + count_ : lo;
+        std::int32_t b = hi >= at_ ? hi + count_ : hi;
+        if (a > limit_) return std::nullopt;
+        return LineSpan{a, std::min(b, limit_)};
+    }
+    if (const LineSpan* s = span_holding(deleted_, lo)) lo = s->last + 1;
+    if (const LineSpan* s = span_holding(deleted_, hi)) hi = s->first - 1;
+    if (lo > hi) return std::nullopt;
+    return LineSpan{lo - deleted_before(lo), hi - deleted_before(hi)};
+}
+
+std::int32_t LineMap::nearest(std::int32_t old) const {
+    if (auto l = line(old)) return *l;
+    if (inserting()) return limit_;
+    const LineSpan* s = span_holding(deleted_, old);
+    std::int32_t next = s->last + 1;
+    std::int32_t total = deleted_prefix_.empty()
+                             ? 0
+                             : deleted_prefix_.back() + deleted_.back().last -
+                                   deleted_.back().first + 1;
+    if (next > limit_) return std::max(1, limit_ - total);
+    return next - deleted_before(next);
+}
+
+bool LineMap::cuts(std::int32_t lo, std::int32_t hi) const {
+    if (inserting()) return at_ > lo && at_ <= hi;
+    auto it = std::lower_bound(deleted_.begin(), deleted_.end(), lo,
+                               [](const LineSpan& s, std::int32_t v) { return s.last < v; });
+    return it != deleted_.end() && it->first <= hi;
+}
+
+std::optional<Area> shift_area(const Area& a, Axis axis, const LineMap& map) {
+    Area out = a;
+    if (axis == Axis::Rows) {
+        auto s = map.span(a.first_row, a.last_row);
+        if (!s) return std::nullopt;
+        out.first_row = s->first;
+        out.last_row = s->last;
+    } else {
+        auto s = map.span(a.first_col, a.last_col);
+        if (!s) return std::nullopt;
+        out.first_col = s->first;
+        out.last_col = s->last;
+    }
+    return out;
+}
+
+std::string shift_sqref(std::string_view sqref, Axis axis, const LineMap& map) {
+    std::string out;
+    std::size_t i = 0;
+    while (i < sqref.size()) {
+        std::size_t end = sqref.find(' ', i);
+        if (end == std::string_view::npos) end = sqref.size();
+        std::string_view item = sqref.substr(i, end - i);
+        i = end + 1;
+        if (item.empty()) continue;
+        auto a = parse_address(item);
+        if (!a) {
+            // Not an area this engine reads: kept as it is.
+            if (!out.empty()) out += ' ';
+            out.append(item);
+            continue;
+        }
+        auto moved = shift_area(*a, axis, map);
+        if (!moved) continue;
+        if (!out.empty()) out += ' ';
+        // "B:D" and "3:5" keep their whole-column or whole-row form.
+        bool letters = item.find_first_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz") !=
+                       std::string_view::npos;
+        bool digits = item.find_first_of("0123456789") != std::string_view::npos;
+        if (letters && !digits)
+            out += column_letters(moved->first_col) + ":" + column_letters(moved->last_col);
+        else if (digits && !letters)
+            out += std::to_string(moved->first_row) + ":" + std::to_string(moved->last_row);
+        else
+            out += format_address(*moved, false, false);
+    }
+    return out;
+}
+
+namespace {
+
+constexpr std::int32_t kMaxRows = 1048576;
+
+bool is_word_char(char ch) {
+    auto c = static_cast<unsigned char>(ch);
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '$' || c == '.' || c == '\\' || c >= 0x80;
+}
+bool is_alpha(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+// One end of a reference: "$A$1", "A" or "$5".
+struct RefPart {
+    bool col_abs = false, row_abs = false;
+    std::int32_t col = 0, row = 0;  // 0 when absent
+};
+
+bool parse_part(std::string_view w, RefPart& p) {
+    p = {};
+    std::size_t i = 0;
+    if (i < w.size() && w[i] == '$') {
+        p.col_abs = true;
+        ++i;
+    }
+    std::size_t letters_begin = i;
+    while (i < w.size() && is_alpha(w[i])) ++i;
+    std::string_view letters = w.substr(letters_begin, i - letters_begin);
+    if (letters.empty() && p.col_abs) {
+        p.col_abs = false;
+        p.row_abs = true;
+    }
+    if (!letters.empty()) {
+        if (letters.size() > 3) return false;
+        p.col = column_number(letters);
+        if (p.col == 0) return false;
+    }
+    if (i < w.size() && w[i] == '$') {
+        if (letters.empty()) return false;
+        p.row_abs = true;
+        ++i;
+    }
+    std::size_t digits_begin = i;
+    while (i < w.size() && is_digit(w[i])) ++i;
+    if (i != w.size()) return false;
+    std::string_view digits = w.substr(digits_begin);
+    if (!digits.empty()) {
+        if (digits.size() > 7 || digits[0] == '0') return false;
+        for (char c : digits) p.row = p.row * 10 + (c - '0');
+        if (p.row > kMaxRows) return false;
+    }
+    if (p.row_abs && digits.empty()) return false;
+    return p.col != 0 || p.row != 0;
+}
+
+std::string part_text(const RefPart& p) {
+    std::string s;
+    if (p.col) {
+        if (p.col_abs) s += '$';
+        s += column_letters(p.col);
+    }
+    if (p.row) {
+        if (p.row_abs) s += '$';
+        s += std::to_string(p.row);
+    }
+    return s;
+}
+
+std::size_t word_end(std::string_view f, std::size_t i) {
+    while (i < f.size() && is_word_char(f[i])) ++i;
+    return i;
+}
+
+std::size_t quoted_end(std::string_view f, std::size_t i, char q) {
+    std::size_t j = i + 1;
+    while (j < f.size()) {
+        if (f[j] == q) {
+            if (j + 1 < f.size() && f[j + 1] == q) {
+                j += 2;
+                continue;
+            }
+            return j + 1;
+        }
+        ++j;
+    }
+    return f.size();
+}
+
+class Shifter {
+public:
+    Shifter(std::string_view f, const RefScope& scope, Axis axis, const LineMap& map)
+        : f_(f), scope_(scope), axis_(axis), map_(map) {}
+
+    std::string run() {
+        out_.reserve(f_.size() + 8);
+        while (i_ < f_.size()) {
+            char c = f_[i_];
+            if (c == '"') {
+                copy_to(quoted_end(f_, i_, '"'));
+            } else if (c == '\'') {
+                quoted_sheet();
+            } else if (c == '[') {
+                bracket();
+            } else if (c == '#') {
+                std::size_t j = i_ + 1;
+                while (j < f_.size() && (is_alpha(f_[j]) || is_digit(f_[j]) || f_[j] == '/' ||
+                                         f_[j] == '_'))
+                    ++j;
+                if (j < f_.size() && (f_[j] == '!' || f_[j] == '?')) ++j;
+                copy_to(j);
+            } else if (is_word_char(c)) {
+                word();
+            } else {
+                out_ += c;
+                ++i_;
+            }
+        }
+        return std::move(out_);
+    }
+
+private:
+    void copy_to(std::size_t j) {
+        j = std::min(j, f_.size());
+        out_.append(f_.substr(i_, j - i_));
+        i_ = j;
+    }
+
+    // "[1]Sheet1!A1" points into another workbook; "Table1[Qty]" is a structured reference.
+    void bracket() {
+        int depth = 0;
+        std::size_t j = i_;
+        for (; j < f_.size(); ++j) {
+            if (f_[j] == '\'') {
+                ++j;
+            } else if (f_[j] == '[') {
+                ++depth;
+            } else if (f_[j] == ']' && --depth == 0) {
+                ++j;
+                break;
+            }
+        }
+        copy_to(j);
+        // What follows an external book index is that book's sheet and cells: copied.
+        if (i_ < f_.size() && (is_word_char(f_[i_]) || f_[i_] == '\'')) {
+            std::size_t k = f_[i_] == '\'' ? quoted_end(f_, i_, '\'') : word_end(f_, i_);
+            if (k < f_.size() && f_[k] == '!') {
+                copy_to(k + 1);
+                skip_reference();
+            }
+        }
+    }
+
+    void quoted_sheet() {
+        std::size_t end = quoted_end(f_, i_, '\'');
+        if (end >= f_.size() || f_[end] != '!') {
+            copy_to(end);
+            return;
+        }
+        std::string name;
+        for (std::size_t k = i_ + 1; k + 1 < end; ++k) {
+            name += f_[k];
+            if (f_[k] == '\'') ++k;
+        }
+        std::size_t prefix_at = out_.size();
+        copy_to(end + 1);
+        // A 3-D reference ('Jan:Mar'!) or another book ('[1]Data'!) is not moved.
+        bool ours = name.find(':') == std::string::npos && name.find('[') == std::string::npos &&
+                    same_sheet_name(name, scope_.sheet);
+        if (ours)
+            reference(prefix_at);
+        else
+            skip_reference();
+    }
+
+    void word() {
+        std::size_t end = word_end(f_, i_);
+        char next = end < f_.size() ? f_[end] : '\0';
+        if (next == '(') {
+            copy_to(end);
+            return;
+        }
+        if (next == '!') {
+            bool ours = same_sheet_name(f_.substr(i_, end - i_), scope_.sheet);
+            std::size_t prefix_at = out_.size();
+            copy_to(end + 1);
+            if (ours)
+                reference(prefix_at);
+            else
+                skip_reference();
+            return;
+        }
+        if (next == ':') {
+            // "Jan:Mar!A1" (a 3-D reference) or "Jan:'Mar x'!A1".
+            std::size_t k = end + 1;
+            std::size_t k_end = k < f_.size() && f_[k] == '\'' ? quoted_end(f_, k, '\'')
+                                                                : word_end(f_, k);
+            if (k_end < f_.size() && f_[k_end] == '!' && k_end > k) {
+                copy_to(k_end + 1);
+                skip_reference();
+                return;
+            }
+        }
+        if (scope_.unqualified) {
+            reference(out_.size());
+        } else {
+            skip_reference();
+        }
+    }
+
+    // Past a reference that is not moved.
+    void skip_reference() {
+        std::size_t end = word_end(f_, i_);
+        if (end < f_.size() && f_[end] == ':' && end + 1 < f_.size() && is_word_char(f_[end + 1])) {
+            std::size_t end2 = word_end(f_, end + 1);
+            if (end2 >= f_.size() || (f_[end2] != '(' && f_[end2] != '!')) end = end2;
+        }
+        copy_to(end);
+    }
+
+    // A cell, range, whole-column or whole-row reference at i_, moved; anything else copied.
+    // A reference whose lines are all deleted becomes #REF! without its sheet name, which
+    // starts at out_[prefix_at] (both applications read "#REF!" alone alike).
+    void reference(std::size_t prefix_at) {
+        std::size_t end = word_end(f_, i_);
+        if (end < f_.size() && f_[end] == '(') {
+            copy_to(end);
+            return;
+        }
+        RefPart a, b;
+        if (end == i_ || !parse_part(f_.substr(i_, end - i_), a)) {
+            copy_to(end);
+            return;
+        }
+        if (end + 1 < f_.size() && f_[end] == ':') {
+            std::size_t end2 = word_end(f_, end + 1);
+            bool followed = end2 < f_.size() && (f_[end2] == '(' || f_[end2] == '!');
+            if (!followed && parse_part(f_.substr(end + 1, end2 - end - 1), b) &&
+                ((a.col && a.row && b.col && b.row) || (a.col && !a.row && b.col && !b.row) ||
+                 (a.row && !a.col && b.row && !b.col))) {
+                i_ = end2;
+                emit_range(a, b, prefix_at);
+                return;
+            }
+        }
+        if (!(a.col && a.row)) {
+            copy_to(end);
+            return;
+        }
+        i_ = end;
+        std::int32_t& v = axis_ == Axis::Rows ? a.row : a.col;
+        auto moved = map_.line(v);
+        if (!moved) {
+            out_.resize(prefix_at);
+            out_ += "#REF!";
+            return;
+        }
+        v = *moved;
+        out_ += part_text(a);
+    }
+
+    void emit_range(RefPart a, RefPart b, std::size_t prefix_at) {
+        std::int32_t& va = axis_ == Axis::Rows ? a.row : a.col;
+        std::int32_t& vb = axis_ == Axis::Rows ? b.row : b.col;
+        if (va != 0 && vb != 0) {
+            bool swapped = va > vb;
+            auto s = map_.span(std::min(va, vb), std::max(va, vb));
+            if (!s) {
+                out_.resize(prefix_at);
+                out_ += "#REF!";
+                return;
+            }
+            va = swapped ? s->last : s->first;
+            vb = swapped ? s->first : s->last;
+        }
+        out_ += part_text(a) + ":" + part_text(b);
+    }
+
+    std::string_view f_;
+    const RefScope& scope_;
+    Axis axis_;
+    const LineMap& map_;
+    std::size_t i_ = 0;
+    std::string out_;
+};
+
+}  // namespace
+
+std::string shift_formula_refs(std::string_view formula, const RefScope& scope, Axis axis,
+                               const LineMap& map) {
+    return Shifter(formula, scope, axis, map).run();
+}
+
+}  // namespace sheaflow::xl::native

@@ -1,0 +1,67 @@
+#pragma once
+// Where rows or columns go when lines are inserted or deleted, and the references of formulas,
+// ranges and range lists moved accordingly: the application's rules for a reference to moved
+// lines (a range grows when lines go inside it, shrinks when some of its lines go, becomes #REF!
+// when all of them go).
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "xl/xl.h"
+
+namespace sheaflow::xl::native {
+
+// The new position of every line after one insertion or after the deletion of some spans.
+class LineMap {
+public:
+    // `count` lines inserted before line `at`; `limit` is the last line of the grid.
+    static LineMap insertion(std::int32_t at, std::int32_t count, std::int32_t limit);
+    // The lines of `spans` deleted (sorted and merged here).
+    static LineMap deletion(std::vector<LineSpan> spans, std::int32_t limit);
+
+    bool inserting() const { return count_ > 0; }
+    std::int32_t at() const { return at_; }
+    std::int32_t count() const { return count_; }
+    const std::vector<LineSpan>& deleted() const { return deleted_; }
+    std::int32_t limit() const { return limit_; }
+
+    // The new position of a line; nullopt when it is deleted or pushed off the grid.
+    std::optional<std::int32_t> line(std::int32_t old) const;
+    // The new span of lines lo..hi: what is left of it; nullopt when nothing is.
+    std::optional<LineSpan> span(std::int32_t lo, std::int32_t hi) const;
+    // For anchors that must stay somewhere: a deleted line goes to the line that follows the
+    // deletion (or the last line left).
+    std::int32_t nearest(std::int32_t old) const;
+    // Whether any line of lo..hi is deleted or has lines inserted strictly inside.
+    bool cuts(std::int32_t lo, std::int32_t hi) const;
+    // Lines deleted before line `old`.
+    std::int32_t deleted_before(std::int32_t old) const;
+
+private:
+    std::int32_t at_ = 0, count_ = 0, limit_ = 0;
+    std::vector<LineSpan> deleted_;
+    std::vector<std::int32_t> deleted_prefix_;  // lines deleted in spans before span i
+};
+
+// The area moved; nullopt when all of its lines along `axis` are deleted.
+std::optional<Area> shift_area(const Area& a, Axis axis, const LineMap& map);
+// A space-separated list of areas ("A1:B2 D4") moved; areas deleted entirely are left out, so
+// the result may be "".
+std::string shift_sqref(std::string_view sqref, Axis axis, const LineMap& map);
+
+// Which references of a formula point at the sheet whose lines move.
+struct RefScope {
+    std::string sheet;         // the sheet's name
+    bool unqualified = false;  // references without a sheet name point at it too (its own cells)
+};
+// The formula (without "=") with every reference into the sheet moved; a reference whose lines
+// are all deleted becomes #REF!. String literals, other sheets, other workbooks, 3-D references,
+// names and structured references are left as they are.
+std::string shift_formula_refs(std::string_view formula, const RefScope& scope, Axis axis,
+                               const LineMap& map);
+
+}  // namespace sheaflow::xl::native
