@@ -29,6 +29,18 @@ const TableFn kTables[] = {
     palette_list_procedures,
     tab_procedures,
     colour_check_procedures,
+    row_delete_insert_procedures,
+    row_visibility_procedures,
+    row_size_procedures,
+    row_lists_procedures,
+    row_groups_procedures,
+    column_delete_insert_procedures,
+    column_visibility_procedures,
+    column_size_procedures,
+    column_lists_procedures,
+    column_groups_procedures,
+    column_duplicates_procedures,
+    column_split_procedures,
 };
 
 }  // namespace

@@ -43,6 +43,18 @@ std::span<const Procedures> colour_procedures();
 std::span<const Procedures> palette_list_procedures();
 std::span<const Procedures> tab_procedures();
 std::span<const Procedures> colour_check_procedures();
+std::span<const Procedures> row_delete_insert_procedures();
+std::span<const Procedures> row_visibility_procedures();
+std::span<const Procedures> row_size_procedures();
+std::span<const Procedures> row_lists_procedures();
+std::span<const Procedures> row_groups_procedures();
+std::span<const Procedures> column_delete_insert_procedures();
+std::span<const Procedures> column_visibility_procedures();
+std::span<const Procedures> column_size_procedures();
+std::span<const Procedures> column_lists_procedures();
+std::span<const Procedures> column_groups_procedures();
+std::span<const Procedures> column_duplicates_procedures();
+std::span<const Procedures> column_split_procedures();
 
 // Dispatch: nullptr when no implemented operation matches. An entry whose category is the full
 // category (an all-sheets variant with an executor of its own) is preferred to one matched

@@ -129,6 +129,83 @@ Field sheet_target(bool with_all) {
     return option("target", "対象シート", std::move(c), "active");
 }
 
+// ---- Row and column panes (the column pane names columns where the row pane names rows) ----
+
+Field lines_box(bool rows, const char* key, const char* caption_rows, const char* caption_cols) {
+    return rows ? row(key, caption_rows) : column(key, caption_cols);
+}
+// The line of the other axis whose cells are looked at.
+Field key_box(bool rows) {
+    return rows ? column("key", "値を調べる列") : row("key", "値を調べる行");
+}
+
+std::vector<Field> delete_pane(bool rows) {
+    return {option("mode", "削除する",
+                   {{"lines", rows ? "指定した行" : "指定した列"},
+                    {"match", rows ? "値が一致する行" : "値が一致する列"}},
+                   "lines"),
+            lines_box(rows, "lines", "行（例 5 または 5:9）", "列（例 C または C:F）"),
+            key_box(rows), text("value", "一致する値"), check("partial", "値の一部が一致すればよい")};
+}
+
+std::vector<Field> insert_pane(bool rows) {
+    return {lines_box(rows, "at", "挿入する位置（行）", "挿入する位置（列）"),
+            number("count", rows ? "挿入する行数" : "挿入する列数", "1")};
+}
+
+std::vector<Field> blank_pane(bool rows) {
+    // Both axes' boxes; empty boxes mean every row or column in use.
+    if (rows)
+        return {row("from", "開始行"), row("to", "終了行"), column("cross_from", "調べる開始列"),
+                column("cross_to", "調べる終了列"),
+                check("formula_blank", "数式の結果が空文字列のセルも空白とみなす", "1")};
+    return {column("from", "開始列"), column("to", "終了列"), row("cross_from", "調べる開始行"),
+            row("cross_to", "調べる終了行"),
+            check("formula_blank", "数式の結果が空文字列のセルも空白とみなす", "1")};
+}
+
+std::vector<Field> show_pane(bool rows) {
+    return {lines_box(rows, "lines", "行（例 5 または 5:9）", "列（例 C または C:F）"),
+            option("show", "表示", {{"hide", "非表示にする"}, {"show", "表示する"}}, "hide")};
+}
+
+std::vector<Field> show_by_value_pane(bool rows) {
+    return {option("mode", "処理",
+                   {{"show_all", rows ? "非表示の行をすべて表示" : "非表示の列をすべて表示"},
+                    {"hide_match", rows ? "値が一致する行を非表示" : "値が一致する列を非表示"}},
+                   "show_all"),
+            key_box(rows), text("value", "一致する値（空白は空白のセル）"),
+            check("partial", "値の一部が一致すればよい")};
+}
+
+std::vector<Field> size_pane(bool rows) {
+    return {lines_box(rows, "lines", "行（例 5 または 5:9）", "列（例 C または C:F）"),
+            number("size", rows ? "高さ（ポイント）" : "幅（文字数）")};
+}
+
+std::vector<Field> size_list_pane(bool rows) {
+    return {option("mode", "設定のしかた",
+                   {{"list", rows ? "行ごとに高さを指定" : "列ごとに幅を指定"},
+                    {"auto", "自動調整"}},
+                   "list"),
+            hist("list", rows ? "行=高さ（例 1=20,3:5=15）" : "列=幅（例 A=12,C:E=8）", 0),
+            lines_box(rows, "lines", "自動調整する行", "自動調整する列")};
+}
+
+Field formula_blank_check() {
+    return check("formula_blank", "数式の結果が空文字列のセルは値なしとみなす", "1");
+}
+
+std::vector<Field> group_pane(bool rows) {
+    return {lines_box(rows, "lines", "行（例 5 または 5:9）", "列（例 C または C:F）"),
+            option("action", "処理",
+                   {{"group", "グループ化"},
+                    {"ungroup", "グループ解除"},
+                    {"collapse", "折りたたむ"},
+                    {"expand", "展開する"}},
+                   "group")};
+}
+
 // ---- Rows -----------------------------------------------------------------------------------
 
 enum Flags : unsigned { kNone = 0, kPlain = 1, kShared = 2 };
@@ -617,19 +694,26 @@ const std::vector<Entry>& table() {
         {AC, "書式ごとのセル一覧", "", {}, {}, kShared},
 
         // 行
-        {R, "削除", "", {"Gyo_Delete"}},
-        {R, "挿入１", "", {"Gyo_Insert"}},
-        {R, "挿入２", "", {"Gyo_Insert_2"}},
-        {R, "空白行削除", "", {"Gyo_NullDelete"}},
+        {R, "削除", "", {"Gyo_Delete"}, delete_pane(true)},
+        {R, "挿入１", "", {"Gyo_Insert"}, insert_pane(true)},
+        {R,
+         "挿入２",
+         "",
+         {"Gyo_Insert_2"},
+         {option("mode", "挿入のしかた",
+                 {{"every", "一定の行数ごと"}, {"change", "列の値が変わる位置"}}, "every"),
+          row("from", "開始行"), number("interval", "行数", "1"),
+          column("key", "値を調べる列")}},
+        {R, "空白行削除", "", {"Gyo_NullDelete"}, blank_pane(true)},
         {R, S, ""},
-        {R, "表示１", "", {"Gyo_Hidden"}},
-        {R, "表示２", "", {"Gyo_Hidden2"}},
-        {R, "高さ設定１", "", {"Gyo_RowHeight"}},
-        {R, "高さ設定２", "", {"Gyo2_RowHeight", "Gyo2_RowHeight_T"}},
-        {R, "高さ一覧", "", {"Gyo_Gamen"}},
+        {R, "表示１", "", {"Gyo_Hidden"}, show_pane(true)},
+        {R, "表示２", "", {"Gyo_Hidden2"}, show_by_value_pane(true)},
+        {R, "高さ設定１", "", {"Gyo_RowHeight"}, size_pane(true)},
+        {R, "高さ設定２", "", {"Gyo2_RowHeight", "Gyo2_RowHeight_T"}, size_list_pane(true)},
+        {R, "高さ一覧", "", {"Gyo_Gamen"}, {row("lines", "行（空白はすべての行）")}},
         {R, S, ""},
-        {R, "値あり行一覧", "", {"Gyo_Bottom"}},
-        {R, "グループ", "", {"Data_Gyo_Group"}},
+        {R, "値あり行一覧", "", {"Gyo_Bottom"}, {formula_blank_check()}},
+        {R, "グループ", "", {"Data_Gyo_Group"}, group_pane(true)},
 
         // すべてのシート_行
         {AR, "削除", "", {}, {}, kShared},
@@ -644,24 +728,40 @@ const std::vector<Entry>& table() {
         {AR, "グループ", "", {}, {}, kShared},
 
         // 列
-        {L, "削除", "", {"Retu_Delete"}},
-        {L, "挿入", "", {"Retu_Insert"}},
-        {L, "空白列削除", "", {"Retu_NullDelete"}},
+        {L, "削除", "", {"Retu_Delete"}, delete_pane(false)},
+        {L, "挿入", "", {"Retu_Insert"}, insert_pane(false)},
+        {L, "空白列削除", "", {"Retu_NullDelete"}, blank_pane(false)},
         {L, S, ""},
-        {L, "表示１", "", {"Retu_Hidden"}},
-        {L, "表示２", "", {"Retu_Hidden2"}},
-        {L, "幅設定１", "", {"Retu_ColumnWidth"}},
-        {L, "幅設定２", "", {"Retu2_ColumnWidth", "Retu2_ColumnWidth_T"}},
+        {L, "表示１", "", {"Retu_Hidden"}, show_pane(false)},
+        {L, "表示２", "", {"Retu_Hidden2"}, show_by_value_pane(false)},
+        {L, "幅設定１", "", {"Retu_ColumnWidth"}, size_pane(false)},
+        {L, "幅設定２", "", {"Retu2_ColumnWidth", "Retu2_ColumnWidth_T"}, size_list_pane(false)},
         {L,
          "タイトル行を除いて列幅自動調整",
          "列_タイトル列幅自動調整",
-         {"Data_Retu_Title_ColumnWidth"}},
-        {L, "幅一覧", "", {"Retu_Gamen"}},
+         {"Data_Retu_Title_ColumnWidth"},
+         {number("title_rows", "タイトル行数", "1"), column("from", "開始列（空白はすべての列）"),
+          column("to", "終了列")}},
+        {L, "幅一覧", "", {"Retu_Gamen"}, {column("lines", "列（空白はすべての列）")}},
         {L, S, ""},
-        {L, "値あり列一覧", "", {"Retu_Right"}},
-        {L, "データ重複検索", "", {"Data_Retu_DataTyohuku"}},
-        {L, "文字の分割", "", {"Retu_MojiBunkatu"}, {}, kNone, {"Retu_MojiBunkatu_2"}},
-        {L, "グループ", "", {"Data_Retu_Group"}},
+        {L, "値あり列一覧", "", {"Retu_Right"}, {formula_blank_check()}},
+        {L,
+         "データ重複検索",
+         "",
+         {"Data_Retu_DataTyohuku"},
+         {column("key", "調べる列"), number("title_rows", "タイトル行数", "1"),
+          check("fold", "全角と半角を区別せず、前後の空白を除いて比べる")}},
+        {L,
+         "文字の分割",
+         "",
+         {"Retu_MojiBunkatu"},
+         {column("key", "分割する列"), number("title_rows", "タイトル行数", "0"),
+          option("method", "分割のしかた", {{"delimiter", "区切り文字"}, {"fixed", "固定長"}},
+                 "delimiter"),
+          text("delimiter", "区切り文字", ","), text("widths", "文字数（例 3,2,4）")},
+         kNone,
+         {"Retu_MojiBunkatu_2"}},
+        {L, "グループ", "", {"Data_Retu_Group"}, group_pane(false)},
 
         // すべてのシート_列
         {AL, "削除", "", {}, {}, kShared},

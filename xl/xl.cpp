@@ -269,6 +269,9 @@ LineFormat Worksheet::line_format(Axis, std::int32_t) { return {}; }
 Result<void> Worksheet::format_lines(Axis, const std::vector<LineSpan>&, const LineFormatChange&) {
     return lines_unsupported();
 }
+Result<void> Worksheet::autofit_lines(Axis, const std::vector<LineSpan>&, std::int32_t) {
+    return lines_unsupported();
+}
 double Worksheet::standard_size(Axis) { return 0; }
 std::vector<std::pair<LineSpan, LineFormat>> Worksheet::formatted_lines(Axis) { return {}; }
 

@@ -379,6 +379,10 @@ public:
     virtual LineFormat line_format(Axis axis, std::int32_t line);
     virtual Result<void> format_lines(Axis axis, const std::vector<LineSpan>& spans,
                                       const LineFormatChange& change);
+    // AutoFit: each line sized to the texts of its cells as the workbook's fonts draw them
+    // (columns look at the cells from row `first_cross` down).
+    virtual Result<void> autofit_lines(Axis axis, const std::vector<LineSpan>& spans,
+                                       std::int32_t first_cross = 1);
     // StandardHeight or StandardWidth.
     virtual double standard_size(Axis axis);
     // The lines that have properties of their own (sized, hidden, grouped), with them, in order;

@@ -68,6 +68,8 @@ public:
     LineFormat line_format(Axis axis, std::int32_t line) override;
     Result<void> format_lines(Axis axis, const std::vector<LineSpan>& spans,
                               const LineFormatChange& change) override;
+    Result<void> autofit_lines(Axis axis, const std::vector<LineSpan>& spans,
+                               std::int32_t first_cross) override;
     double standard_size(Axis axis) override;
     std::vector<std::pair<LineSpan, LineFormat>> formatted_lines(Axis axis) override;
 
