@@ -1,8 +1,8 @@
 #!/bin/sh
 # Deleting every blank row of the large workload (20 books x 3 sheets x 20,000 rows, every tenth
-# row blank): the command line beside LibreOffice doing the same through UNO, on copies of the
-# same files in one invocation. Prints wall and CPU time of each and LibreOffice's as a multiple
-# of Sheaflow's.
+# row blank): the command line (SHEAFLOW_BIN, default build/sheaflow) beside LibreOffice doing
+# the same through UNO, on copies of the same files in one invocation. Prints wall and CPU time
+# of each and LibreOffice's as a multiple of Sheaflow's.
 #
 # Usage: sh bench/run_blank_rows.sh [BOOKS] [ROWS]
 # Needs: build/sheaflow (scripts/build), python3; libreoffice-calc-nogui and python3-uno for the
@@ -27,7 +27,7 @@ measure() {
         echo "failed failed"
     fi
 }
-s=$(measure "$WORK/blank-sf.log" "$ROOT/build/sheaflow" run すべてのシート_行 空白行削除 \
+s=$(measure "$WORK/blank-sf.log" "${SHEAFLOW_BIN:-$ROOT/build/sheaflow}" run すべてのシート_行 空白行削除 \
     --folder "$WORK/blank-sf" --yes --param-dir "$WORK/blank-params")
 l="- -"
 if command -v soffice >/dev/null && /usr/bin/python3 -c 'import uno' 2>/dev/null; then
