@@ -76,7 +76,7 @@ private slots:
             QVERIFY(choose(categories(w), QStringLiteral("シート")));
             QCOMPARE(qs(w.currentOperation()->category), QStringLiteral("シート"));
             // A category of entries not implemented yet preselects none of them.
-            QVERIFY(choose(categories(w), QStringLiteral("Excel")));
+            QVERIFY(choose(categories(w), QStringLiteral("表示")));
             QVERIFY(!w.currentOperation());
             QVERIFY(choose(categories(w), QStringLiteral("セル")));
             QCOMPARE(qs(w.currentOperation()->name), QStringLiteral("文字列置換"));
