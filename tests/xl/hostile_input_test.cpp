@@ -163,9 +163,9 @@ TEST(HostileStrings, an_index_beyond_the_table_refuses_the_sheet) {
         ASSERT_FALSE(check);
         EXPECT_NE(check.error().message.find("範囲外"), std::string::npos)
             << check.error().message;
-        FindSpec spec;
-        spec.what = "a";
-        EXPECT_FALSE(ws->find(ws->used_range(), spec, std::nullopt));
+        FindSpec criteria;
+        criteria.what = "a";
+        EXPECT_FALSE(ws->find(ws->used_range(), criteria, std::nullopt));
     }
 }
 

@@ -21,12 +21,12 @@ public:
         pugi::xml_node root = book.styles().root();
         for (pugi::xml_node f : xml::child(root, "fonts").children()) {
             if (f.type() != pugi::node_element) continue;
-            FontSpec spec = standard_;
-            if (pugi::xml_node n = xml::child(f, "name")) spec.name = n.attribute("val").value();
-            if (pugi::xml_node sz = xml::child(f, "sz")) spec.size = sz.attribute("val").as_double(11);
-            spec.bold = static_cast<bool>(xml::child(f, "b"));
-            spec.italic = static_cast<bool>(xml::child(f, "i"));
-            fonts_.push_back(spec);
+            FontSpec font = standard_;
+            if (pugi::xml_node n = xml::child(f, "name")) font.name = n.attribute("val").value();
+            if (pugi::xml_node sz = xml::child(f, "sz")) font.size = sz.attribute("val").as_double(11);
+            font.bold = static_cast<bool>(xml::child(f, "b"));
+            font.italic = static_cast<bool>(xml::child(f, "i"));
+            fonts_.push_back(font);
         }
         for (pugi::xml_node xf : xml::child(root, "cellXfs").children())
             if (xf.type() == pugi::node_element) xf_font_.push_back(xf.attribute("fontId").as_int(0));
