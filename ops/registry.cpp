@@ -17,6 +17,7 @@ const TableFn kTables[] = {
     cell_set_procedures,
     sheet_procedures,
     export_procedures,
+    combine_split_procedures,
     extension_procedures,
     file_name_procedures,
     file_folder_procedures,

@@ -30,6 +30,7 @@ std::span<const Procedures> value_check_procedures();
 std::span<const Procedures> cell_set_procedures();
 std::span<const Procedures> sheet_procedures();
 std::span<const Procedures> export_procedures();
+std::span<const Procedures> combine_split_procedures();
 std::span<const Procedures> extension_procedures();
 std::span<const Procedures> file_name_procedures();
 std::span<const Procedures> file_folder_procedures();

@@ -418,6 +418,22 @@ public:
     // Worksheets.Add: a new worksheet named as the application names it, before or after the
     // given sheet, or before the active sheet when neither is given. It becomes the active sheet.
     virtual Result<Worksheet*> add_worksheet(Worksheet* before, Worksheet* after) = 0;
+    // The application's refusal of `name` as the name of a new sheet of this workbook.
+    virtual Result<void> check_sheet_name(const std::string& name) {
+        (void)name;
+        return {};
+    }
+    // Sheets(Array(...)).Copy After:=: copies sheets of this workbook together after `after`, a
+    // sheet of another open workbook, in the order given, each under its name in `names` (its
+    // own name where `names` is empty), made unique in the destination as a copy's name is.
+    // References among the copied sheets point at the copies; references to sheets left behind
+    // become external references to this workbook with their values kept.
+    virtual Result<std::vector<Worksheet*>> copy_sheets(const std::vector<Worksheet*>& sheets,
+                                                        Worksheet& after,
+                                                        const std::vector<std::string>& names) {
+        (void)sheets, (void)after, (void)names;
+        return Error::failed("シートをまとめてコピーできないブックです。");
+    }
 
     virtual bool saved() const = 0;
     virtual void set_saved(bool saved) = 0;

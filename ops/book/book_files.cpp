@@ -121,6 +121,12 @@ std::string file_stem(std::string_view file_name) {
     return std::string(file_name.substr(0, dot));
 }
 
+std::string file_extension(std::string_view file_name) {
+    std::size_t dot = file_name.rfind('.');
+    if (dot == std::string_view::npos || dot == 0) return {};
+    return std::string(file_name.substr(dot + 1));
+}
+
 bool claim_output(run::Session& s, const std::string& path) {
     std::string p = normalised(path);
     if (s.written_files.count(p)) {

@@ -37,6 +37,8 @@ std::string check_output_folder(const shell::Params& p, bool must_exist);
 
 // The file name without its extension (and its dot): "売上.xlsx" -> "売上".
 std::string file_stem(std::string_view file_name);
+// The extension without its dot, as the name writes it: "売上.xlsm" -> "xlsm".
+std::string file_extension(std::string_view file_name);
 
 // Prepares to write `path` for the current target: creates its folder, and refuses a file that
 // this run already wrote (two targets whose names differ only after the stem) or that is one of

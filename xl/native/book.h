@@ -62,6 +62,8 @@ public:
     Result<void> delete_sheet() override;
     Result<void> move(Worksheet* before, Worksheet* after) override;
     Result<Worksheet*> copy(Worksheet* before, Worksheet* after) override;
+    // Whether the sheet can be copied: a worksheet whose part is well-formed.
+    Result<void> copyable();
     // Rows and columns (xl/native/sheet_lines.cpp).
     Result<void> insert_lines(Axis axis, std::int32_t at, std::int32_t count) override;
     Result<void> delete_lines(Axis axis, std::vector<LineSpan> spans) override;
@@ -155,6 +157,10 @@ public:
     Worksheet* active_sheet() override;
     Result<void> activate() override;
     Result<Worksheet*> add_worksheet(Worksheet* before, Worksheet* after) override;
+    Result<std::vector<Worksheet*>> copy_sheets(const std::vector<Worksheet*>& sheets,
+                                                Worksheet& after,
+                                                const std::vector<std::string>& names) override;
+    Result<void> check_sheet_name(const std::string& name) override;
     // False after any change that a save would write, whichever path made it.
     bool saved() const override;
     void set_saved(bool saved) override { saved_ = saved; }

@@ -301,23 +301,25 @@ Result<void> Sheet::move(Worksheet* before, Worksheet* after) {
     return {};
 }
 
-Result<Worksheet*> Sheet::copy(Worksheet* before, Worksheet* after) {
-    if (before && after) return refused("Before と After は同時に指定できません。");
+Result<void> Sheet::copyable() {
     if (!has_cells()) return refused("ワークシート以外のシートはコピーできません。");
     // A sheet whose part cannot be read is not copied: the copy would carry the damage along.
     // A part the engine has not read yet is scanned for well-formed XML, which is all the copy
     // relies on and much less than reading its cells.
-    if (loaded()) {
-        if (auto r = check(); !r) return r.error();
-    } else {
-        auto text = book_.package().read(part_name_);
-        if (!text) return text.error();
-        if (!well_formed(*text))
-            return Error::make(Error::Code::BadFormat,
-                               "シート「" + name_ + "」を読み込めません（部品「" + part_name_ +
-                                   "」が壊れています）。",
-                               part_name_);
-    }
+    if (loaded()) return check();
+    auto text = book_.package().read(part_name_);
+    if (!text) return text.error();
+    if (!well_formed(*text))
+        return Error::make(Error::Code::BadFormat,
+                           "シート「" + name_ + "」を読み込めません（部品「" + part_name_ +
+                               "」が壊れています）。",
+                           part_name_);
+    return {};
+}
+
+Result<Worksheet*> Sheet::copy(Worksheet* before, Worksheet* after) {
+    if (before && after) return refused("Before と After は同時に指定できません。");
+    if (auto r = copyable(); !r) return r.error();
     Worksheet* anchor = before ? before : after;
     if (!anchor) {
         // Copy with no position: a new workbook that holds the copy alone.
@@ -338,6 +340,32 @@ Result<Worksheet*> Sheet::copy(Worksheet* before, Worksheet* after) {
     auto copied = copy_sheet(*this, dest, before, after);
     if (copied) list_sheets_in_app_properties(dest);
     return copied;
+}
+
+Result<void> Book::check_sheet_name(const std::string& name) {
+    return native::check_sheet_name(name, sheet_names(*this));
+}
+
+Result<std::vector<Worksheet*>> Book::copy_sheets(const std::vector<Worksheet*>& sheets,
+                                                  Worksheet& after,
+                                                  const std::vector<std::string>& names) {
+    if (!names.empty() && names.size() != sheets.size())
+        return refused("コピーするシートと名前の数が合いません。");
+    Book& dest = static_cast<Book&>(after.parent());
+    if (&dest == this) return refused("同じブックの中へはまとめてコピーできません。");
+    if (auto r = structure_unlocked(dest, "シートをコピー"); !r) return r.error();
+    std::vector<Sheet*> sources;
+    for (Worksheet* w : sheets) {
+        Sheet* s = nullptr;
+        for (auto& own : sheets_)
+            if (own.get() == w) s = own.get();
+        if (!s) return refused("コピーするシートが見つかりません。");
+        if (auto r = s->copyable(); !r) return r.error();
+        sources.push_back(s);
+    }
+    auto copies = native::copy_sheets(sources, dest, after, names);
+    if (copies) list_sheets_in_app_properties(dest);
+    return copies;
 }
 
 }  // namespace sheaflow::xl::native

@@ -611,14 +611,26 @@ Tables tables_of(Book& b, ContentTypes& ct) {
     return t;
 }
 
+// Source sheet name -> destination sheet name.
+using SheetRenames = std::vector<std::pair<std::string, std::string>>;
+
+const std::string* renamed_in(const SheetRenames& group, std::string_view name) {
+    for (const auto& [from, to] : group)
+        if (same_sheet_name(from, name)) return &to;
+    return nullptr;
+}
+
 class SheetCopy {
 public:
-    SheetCopy(Sheet& src, Book& dest, int position)
+    // `group`: the sheets copied together with this one, by source name, with their names in
+    // the destination; references to them point at their copies.
+    SheetCopy(Sheet& src, Book& dest, int position, const SheetRenames* group = nullptr)
         : src_(src),
           sb_(static_cast<Book&>(src.parent())),
           db_(dest),
           position_(position),
-          same_(&sb_ == &dest) {}
+          same_(&sb_ == &dest),
+          group_(group) {}
 
     Result<Worksheet*> run();
 
@@ -638,6 +650,7 @@ private:
     Book& db_;
     int position_;
     bool same_;
+    const SheetRenames* group_;
     std::string old_name_, new_name_;
     ContentTypes* sct_ = nullptr;
     ContentTypes* dct_ = nullptr;
@@ -751,6 +764,15 @@ std::string SheetCopy::edit_formula(std::string_view f) {
         }
         if (same_) return std::nullopt;
         SheetRef e = r;
+        if (group_ && r.external.empty()) {
+            const std::string* first = renamed_in(*group_, r.first);
+            const std::string* last = r.last.empty() ? nullptr : renamed_in(*group_, r.last);
+            if (first && (r.last.empty() || last)) {
+                e.first = *first;
+                if (last) e.last = *last;
+                return sheet_ref_text(e);
+            }
+        }
         if (!r.external.empty()) {
             // A link of the source workbook: the same file through a link of the destination.
             std::size_t k =
@@ -879,7 +901,8 @@ Result<Worksheet*> SheetCopy::run() {
     dct_ = *dct;
     old_name_ = src_.name();
     std::vector<std::string> dest_names = sheet_names(db_);
-    new_name_ =
+    const std::string* planned = group_ ? renamed_in(*group_, old_name_) : nullptr;
+    new_name_ = planned ? *planned :
         same_ || std::any_of(dest_names.begin(), dest_names.end(),
                              [&](const std::string& n) { return same_sheet_name(n, old_name_); })
             ? copy_sheet_name(old_name_, dest_names)
@@ -1047,6 +1070,38 @@ Result<Worksheet*> SheetCopy::run() {
 }
 
 }  // namespace
+
+Result<std::vector<Worksheet*>> copy_sheets(const std::vector<Sheet*>& sources, Book& dest,
+                                            Worksheet& after,
+                                            const std::vector<std::string>& names) {
+    Sheet* anchor = nullptr;
+    for (auto& s : dest.sheets())
+        if (s.get() == &after) anchor = s.get();
+    if (!anchor) return refused("コピー先のシートが見つかりません。");
+    // Every copy's name is settled first, so that references among the copies can name sheets
+    // that are not there yet.
+    std::vector<std::string> taken = sheet_names(dest);
+    SheetRenames group;
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+        Sheet* s = sources[i];
+        std::string name = names.empty() ? s->name() : names[i];
+        if (auto r = check_sheet_name(name, {}); !r) return r.error();
+        bool clash = std::any_of(taken.begin(), taken.end(),
+                                 [&](const std::string& n) { return same_sheet_name(n, name); });
+        if (clash) name = copy_sheet_name(name, taken);
+        taken.push_back(name);
+        group.emplace_back(s->name(), name);
+    }
+    std::vector<Worksheet*> copies;
+    int position = dest.sheet_position(anchor) + 1;
+    for (Sheet* s : sources) {
+        SheetCopy copy(*s, dest, position++, &group);
+        auto copied = copy.run();
+        if (!copied) return copied.error();
+        copies.push_back(*copied);
+    }
+    return copies;
+}
 
 Result<Worksheet*> copy_sheet(Sheet& source, Book& dest, Worksheet* before, Worksheet* after) {
     Sheet* anchor = nullptr;
