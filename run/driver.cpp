@@ -8,6 +8,7 @@
 #include "run/locks.h"
 #include "run/session.h"
 #include "shell/operation.h"
+#include "util/file.h"
 #include "util/text.h"
 #include "xl/xl.h"
 
@@ -267,7 +268,9 @@ RunOutcome Driver::run() {
         // targets under a name that says what it is and when it was made.
         app_->display_alerts = true;
         if (xl::Workbook* dest = app_->workbooks().item(s.dest_book_name)) {
-            std::string folder = req_.output_folder;
+            // The pane's output folder ("登録先ディレクトリ") when it has one.
+            std::string folder = req_.params ? req_.params->text("folder") : std::string();
+            if (folder.empty()) folder = req_.output_folder;
             if (folder.empty() && req_.files)
                 for (const TargetFile& f : *req_.files)
                     if (!f.folder.empty()) {
@@ -275,8 +278,13 @@ RunOutcome Driver::run() {
                         break;
                     }
             if (folder.empty()) folder = ".";
-            std::string path = folder + (folder.back() == '/' ? "" : "/") + "まとめ_" +
-                               format_time(Clock::now(), "%Y%m%d_%H%M%S") + ".xlsx";
+            (void)file::make_directories(folder);
+            // Two runs within a second must not write over each other.
+            const std::string stem =
+                file::join(folder, "まとめ_" + format_time(Clock::now(), "%Y%m%d_%H%M%S"));
+            std::string path = stem + ".xlsx";
+            for (int n = 2; file::exists(path); ++n)
+                path = stem + "_" + std::to_string(n) + ".xlsx";
             if (auto r = dest->save_as(path, xl::xlOpenXMLWorkbook); r)
                 out_.output_path = path;
             else
@@ -495,7 +503,8 @@ void Driver::finish(Clock::time_point start) {
     if (session_ && proc_->needs_files) {
         // The counts: files worked on, left unchanged, and failed.
         std::string counts = "\n処理したファイル " + std::to_string(session_->processed) + " 件";
-        if (out_.unchanged > 0) counts += "（うち変更なし " + std::to_string(out_.unchanged) + " 件）";
+        if (out_.unchanged > 0)
+            counts += "（うち変更なし " + std::to_string(out_.unchanged) + " 件）";
         counts += "　エラー " + std::to_string(out_.failed_files) + " 件";
         out_.completion_text += counts;
     }

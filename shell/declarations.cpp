@@ -336,7 +336,7 @@ const std::vector<Entry>& table() {
                   text("search5", "検索文字列５"), text("search6", "検索文字列６"),
                   text("search7", "検索文字列７"), text("search8", "検索文字列８"),
                   text("search9", "検索文字列９"), text("search10", "検索文字列１０")},
-                 {output_folder(0)}})},
+                 {output_folder(-1)}})},
         {F,
          "サブフォルダー⇔ファイル名",
          "",

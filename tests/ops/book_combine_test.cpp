@@ -83,6 +83,13 @@ TEST_F(BookCombineTest, TooLongPrefixedNameIsLoggedAndTheSheetKeepsItsOwnName) {
     EXPECT_NE(out.error_text.find(file), std::string::npos) << out.error_text;
     // "Sheet1" is taken by the collecting workbook's own sheet when the copy comes in.
     EXPECT_EQ(sheets_of(combined()), (Names{"Sheet1 (2)", file + "-短い"}));
+
+    // Into the pane's output folder, made when missing.
+    fs::path out_dir = dir_ / "まとめ先";
+    out = run(kFile, kCombine, {{"folder", out_dir.string()}});
+    ASSERT_TRUE(out.checked) << out.check_message;
+    ASSERT_EQ(listing(out_dir).size(), 1u);
+    EXPECT_EQ(listing(out_dir)[0].rfind("まとめ_", 0), 0u);
 }
 
 TEST_F(BookCombineTest, PaneRefusals) {
