@@ -8,6 +8,7 @@
 #include "gui/qt_text.h"
 #include "shell/settings.h"
 #include "xl/native/engine.h"
+#include "xl/office/libreoffice.h"
 
 int main(int argc, char** argv) {
     sheaflow::gui::prepareApplication();
@@ -33,7 +34,10 @@ int main(int argc, char** argv) {
         return 1;
     }
     sheaflow::gui::MainWindow window(folder,
-                                     [] { return sheaflow::xl::native::create_application(); });
+                                     [] {
+        return sheaflow::xl::native::create_application(
+            sheaflow::xl::office::libreoffice_bridge());
+    });
     window.show();
     return QApplication::exec();
 }

@@ -374,7 +374,9 @@ void Driver::excel_process(TargetFile& file) {
                 s.max_row = ws->rows_count();
                 s.max_col = ws->columns_count();
             }
-            host_.progress(s.book_name + " " + s.sheet_name);
+            std::string through = (*book)->opened_through();
+            host_.progress(s.book_name + " " + s.sheet_name +
+                           (through.empty() ? "" : "（" + through + " で読込）"));
             if (auto r = dispatch(); !r) pending = r.error();
         }
     }
@@ -412,7 +414,9 @@ void Driver::excel_process(TargetFile& file) {
                     error_line(kWriteError, error_message(r.error()));
                     keep_stop = true;
                 } else {
-                    host_.progress(s.book_name + " " + s.sheet_name);
+                    std::string through = active->opened_through();
+                    host_.progress(s.book_name + " " + s.sheet_name +
+                                   (through.empty() ? "" : "（" + through + " で保存）"));
                     s.yield();
                 }
             }

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "util/result.h"
+#include "xl/page_setup.h"
 #include "xl/sheet_objects.h"
 
 namespace sheaflow::xl {
@@ -389,6 +390,15 @@ public:
     // lines of one span share the same properties.
     virtual std::vector<std::pair<LineSpan, LineFormat>> formatted_lines(Axis axis);
 
+    // PageSetup (xl/native/page_setup.cpp).
+    virtual Result<PageSetup> page_setup() {
+        return Error::make(Error::Code::Unsupported, "頁設定を扱えないシートです。");
+    }
+    virtual Result<void> set_page_setup(const PageSetupChange& change) {
+        (void)change;
+        return Error::make(Error::Code::Unsupported, "頁設定を扱えないシートです。");
+    }
+
     Range cells() { return Range(*this, Area{1, 1, rows_count(), columns_count()}); }
     Range cell(std::int32_t row, std::int32_t col) {
         return Range(*this, Area{row, col, row, col});
@@ -434,6 +444,10 @@ public:
         (void)sheets, (void)after, (void)names;
         return Error::failed("シートをまとめてコピーできないブックです。");
     }
+
+    // The office program that read the file for the engine ("LibreOffice" for an .xls), "" when
+    // the engine read it itself.
+    virtual std::string opened_through() const { return {}; }
 
     virtual bool saved() const = 0;
     virtual void set_saved(bool saved) = 0;
@@ -496,6 +510,16 @@ public:
     virtual std::string version() const = 0;  // "16.0"
     // Quit: closes every workbook without saving.
     virtual void quit() = 0;
+    // Application.Run("'<book>'!<module>.<procedure>") against the active workbook, the macro
+    // taken from the workbook file `macro_book`, in the office program; a macro that has not
+    // ended after `time_limit_seconds` is stopped and reported. The active workbook holds the
+    // macro's changes afterwards.
+    virtual Result<void> run_macro(const std::string& macro_book, const std::string& module,
+                                   const std::string& procedure, int time_limit_seconds) {
+        (void)macro_book, (void)module, (void)procedure, (void)time_limit_seconds;
+        return Error::make(Error::Code::Unsupported,
+                           "マクロを実行するには LibreOffice との連携が必要です。");
+    }
 
     // Properties that only a window has; the engine keeps them as values.
     bool visible = true;

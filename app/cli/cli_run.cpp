@@ -24,6 +24,7 @@
 #include "util/file.h"
 #include "util/text.h"
 #include "xl/native/engine.h"
+#include "xl/office/libreoffice.h"
 
 namespace sheaflow::cli {
 
@@ -380,7 +381,9 @@ int cmd_run(const Args& in) {
     req.output_folder = folder;
     req.target_folder = folder;
     run::RunOutcome out =
-        run::run_batch(req, host, table, records, [] { return xl::native::create_application(); });
+        run::run_batch(req, host, table, records, [] {
+        return xl::native::create_application(xl::office::libreoffice_bridge());
+    });
 
     // A refusal here (a file missing or held, no engine) has been shown by the driver.
     if (!out.checked) return 2;

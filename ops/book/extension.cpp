@@ -1,7 +1,8 @@
 // 拡張子変更(CSV・XLS・XLSX): each target of the chosen old extension saved again under the new
 // one, beside it or in the output folder. Between the workbook formats the engine saves the
 // whole workbook losslessly (the VBA project kept for .xlsm, dropped for .xlsx); a text format
-// holds the active sheet. The target itself is left as it was.
+// holds the active sheet; .xls is written by LibreOffice through the engine's bridge. The target
+// itself is left as it was.
 
 #include <string>
 #include <string_view>
@@ -32,8 +33,6 @@ std::string Check_ファイル_拡張子変更_XLS_CSV(const shell::Params& p, s
     if (new_ext == "txt" && p.option(kTxtMethodKey).empty())
         return "TXTの編集方法が設定されていません。";
     if (new_ext == old_ext) return "拡張子の変更になってません。";
-    if (new_ext == "xls")
-        return "XLS形式での保存は LibreOffice との連携が必要なため、まだできません。";
     return {};
 }
 

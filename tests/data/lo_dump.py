@@ -8,26 +8,11 @@ usage: lo_dump.py [--sheets-only] FILE...
 With --sheets-only only the sheet lines are printed (whether LibreOffice opens the files).
 """
 import os
-import subprocess
 import sys
-import tempfile
-import time
 
-import uno
-from com.sun.star.beans import PropertyValue
-
-
-def props(**kw):
-    out = []
-    for k, v in kw.items():
-        p = PropertyValue()
-        p.Name, p.Value = k, v
-        out.append(p)
-    return tuple(out)
-
-
-def url(path):
-    return uno.systemPathToFileUrl(os.path.abspath(path))
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'xl', 'office'))
+import lo_session  # noqa: E402
+from lo_session import props, url  # noqa: E402,F401
 
 
 def col_name(i):
@@ -43,26 +28,12 @@ def main(files):
     sheets_only = bool(files) and files[0] == '--sheets-only'
     if sheets_only:
         files = files[1:]
-    profile = tempfile.mkdtemp(prefix='lo-dump-')
-    pipe = 'lodump%d' % os.getpid()
-    proc = subprocess.Popen(
-        ['soffice', '--headless', '--invisible', '--nologo', '--norestore', '--nodefault',
-         '-env:UserInstallation=' + url(profile),
-         '--accept=pipe,name=%s;urp;StarOffice.ComponentContext' % pipe],
-        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    local = uno.getComponentContext()
-    resolver = local.ServiceManager.createInstanceWithContext(
-        'com.sun.star.bridge.UnoUrlResolver', local)
-    for _ in range(1200):
-        try:
-            ctx = resolver.resolve('uno:pipe,name=%s;urp;StarOffice.ComponentContext' % pipe)
-            break
-        except Exception:
-            time.sleep(0.05)
-    else:
-        print('!! soffice did not answer')
+    try:
+        office = lo_session.Office()
+    except lo_session.StartError as e:
+        print('!! soffice did not answer: %s' % e)
         return 2
-    desktop = ctx.ServiceManager.createInstanceWithContext('com.sun.star.frame.Desktop', ctx)
+    desktop = office.desktop
     try:
         for path in files:
             doc = None
@@ -96,14 +67,7 @@ def main(files):
                 if doc is not None:
                     doc.close(True)
     finally:
-        try:
-            desktop.terminate()
-        except Exception:
-            pass
-        try:
-            proc.wait(timeout=30)
-        except subprocess.TimeoutExpired:
-            proc.kill()
+        office.close()
     sys.stdout.flush()
     return 0
 

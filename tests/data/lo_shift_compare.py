@@ -9,36 +9,9 @@ usage: lo_shift_compare.py ORIGINAL EDITED SHEET_INDEX rows|columns insert|delet
 (SHEET_INDEX counts from 0, FIRST from 1)
 """
 import os
-import subprocess
 import sys
-import tempfile
-import time
 
-import uno
-
-from lo_dump import col_name, props, url
-
-
-def start_office():
-    profile = tempfile.mkdtemp(prefix='lo-shift-')
-    pipe = 'loshift%d' % os.getpid()
-    proc = subprocess.Popen(
-        ['soffice', '--headless', '--invisible', '--nologo', '--norestore', '--nodefault',
-         '-env:UserInstallation=' + url(profile),
-         '--accept=pipe,name=%s;urp;StarOffice.ComponentContext' % pipe],
-        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    local = uno.getComponentContext()
-    resolver = local.ServiceManager.createInstanceWithContext(
-        'com.sun.star.bridge.UnoUrlResolver', local)
-    for _ in range(1200):
-        try:
-            ctx = resolver.resolve('uno:pipe,name=%s;urp;StarOffice.ComponentContext' % pipe)
-            return proc, ctx.ServiceManager.createInstanceWithContext(
-                'com.sun.star.frame.Desktop', ctx)
-        except Exception:
-            time.sleep(0.05)
-    proc.kill()
-    return None, None
+from lo_dump import col_name, lo_session, props, url  # noqa: F401
 
 
 # Functions whose value changes from one calculation to the next.
@@ -72,10 +45,12 @@ def values(doc):
 def main(args):
     original, edited, sheet_index, axis, action, first, count = args
     sheet_index, first, count = int(sheet_index), int(first), int(count)
-    proc, desktop = start_office()
-    if desktop is None:
-        print('!! soffice did not answer')
+    try:
+        office = lo_session.Office()
+    except lo_session.StartError as e:
+        print('!! soffice did not answer: %s' % e)
         return 2
+    desktop = office.desktop
     try:
         doc = desktop.loadComponentFromURL(url(original), '_blank', 0, props(Hidden=True))
         sh = doc.Sheets.getByIndex(sheet_index)
@@ -90,14 +65,7 @@ def main(args):
         got = values(doc)
         doc.close(True)
     finally:
-        try:
-            desktop.terminate()
-        except Exception:
-            pass
-        try:
-            proc.wait(timeout=30)
-        except subprocess.TimeoutExpired:
-            proc.kill()
+        office.close()
     diffs = 0
     for key in sorted(set(expected) | set(got)):
         e, g = expected.get(key), got.get(key)

@@ -128,7 +128,7 @@ TEST_F(BookExportTest, PaneChecks) {
         {"ファイル",
          kExtension,
          {{"old_ext", "xlsx"}, {"new_ext", "xls"}},
-         "XLS形式での保存は LibreOffice との連携が必要なため、まだできません。"},
+         ""},
         {"ファイル", kExtension, {{"old_ext", "xlsx"}, {"new_ext", "csv"}}, ""},
         {kAllFile, "ＣＳＶで出力", {{"folder", missing}}, "登録先ディレクトリが不明です。"},
         {kAllFile,

@@ -168,12 +168,23 @@ Result<std::unique_ptr<Book>> Book::open(NativeApplication& app, const std::stri
         if (looks_encrypted_xls(bytes))
             return open_error(path, reason(Error::Code::Unsupported,
                                            "パスワードで保護（暗号化）されたブックです"));
-        return open_error(path, reason(Error::Code::Unsupported,
-                                       "Excel 97-2003 形式（.xls）のブックは LibreOffice "
-                                       "との連携がないと開けません"));
+        if (!app.office())
+            return open_error(path, reason(Error::Code::Unsupported,
+                                           "Excel 97-2003 形式（.xls）のブックは LibreOffice "
+                                           "との連携がないと開けません"));
+        if (auto r = book->load_through_office(path, bytes); !r)
+            return open_error(path, r.error());
+        return book;
     }
-    if (magic.substr(0, 2) != "PK")
+    if (magic.substr(0, 2) != "PK") {
+        // Older binary workbooks (BIFF2 to BIFF5 without a container) only the office reads.
+        if (ext == "XLS" && app.office()) {
+            if (auto r = book->load_through_office(path, {}); !r)
+                return open_error(path, r.error());
+            return book;
+        }
         return open_error(path, reason(Error::Code::BadFormat, "Excel のブックではありません"));
+    }
     in.close();
     auto pkg = Package::open_file(path);
     if (!pkg) return open_error(path, pkg.error());
@@ -773,11 +784,8 @@ Result<void> Book::save_as(const std::string& path, int file_format) {
             break;
         }
         case xlExcel8:
-            return Error::make(
-                Error::Code::Unsupported,
-                "Excel 97-2003 形式（.xls）での保存には LibreOffice との連携が必要です"
-                "（この環境では使えません）。",
-                target);
+            if (auto r = save_through_office(target); !r) return r;
+            break;
         default:
             return Error::make(
                 Error::Code::Unsupported,
@@ -800,6 +808,7 @@ NativeApplication::~NativeApplication() { books_.clear(); }
 void NativeApplication::quit() {
     books_.clear();
     active_ = nullptr;
+    if (office_) office_->shutdown();
 }
 
 Result<Workbook*> NativeApplication::adopt(std::unique_ptr<Book> book) {
@@ -852,8 +861,8 @@ void NativeApplication::closed(Book* b) {
     keep.reset();
 }
 
-std::unique_ptr<xl::Application> create_application() {
-    return std::make_unique<NativeApplication>();
+std::unique_ptr<xl::Application> create_application(std::unique_ptr<OfficeBridge> office) {
+    return std::make_unique<NativeApplication>(std::move(office));
 }
 
 }  // namespace sheaflow::xl::native

@@ -17,6 +17,7 @@
 #include "xl/native/styles.h"
 #include "xl/native/workbook_part.h"
 #include "xl/native/worksheet_part.h"
+#include "xl/office_bridge.h"
 #include "xl/xl.h"
 
 namespace sheaflow::xl::native {
@@ -74,6 +75,10 @@ public:
                                std::int32_t first_cross) override;
     double standard_size(Axis axis) override;
     std::vector<std::pair<LineSpan, LineFormat>> formatted_lines(Axis axis) override;
+
+    // Page setup (xl/native/page_setup.cpp).
+    Result<PageSetup> page_setup() override;
+    Result<void> set_page_setup(const PageSetupChange& change) override;
 
     // Colours and drawing objects (xl/native/colours*.cpp, drawing*.cpp).
     Result<void> visit_colours(const ColourKinds& kinds, const ColourVisit& visit) override;
@@ -169,6 +174,7 @@ public:
     Result<std::vector<DocumentProperty>> document_properties() override;
     Result<void> set_document_property(const std::string& name, const std::string& value,
                                        bool custom) override;
+    std::string opened_through() const override { return office_name_; }
 
     // Tabs (xl/native/colours_sheet.cpp).
     int first_tab() override;
@@ -218,6 +224,10 @@ public:
     Result<std::string> text_of_active_sheet(int file_format);
     // The VBA project (xl/native/vba_book.cpp).
     Result<VBProject*> vb_project() override;
+    // Runs `macro` ("Module.Procedure") of the workbook file `macro_book` against this
+    // workbook in the office program, and takes the changed workbook back.
+    Result<void> run_macro_in_office(const std::string& macro_book, const std::string& macro,
+                                     int time_limit_seconds);
     // Renames the document module tied to a sheet or to the workbook when its code name
     // changes; nothing to do when the workbook has no project or no such module.
     Result<void> rename_document_module(const std::string& old_code_name,
@@ -228,6 +238,11 @@ private:
     Result<void> load_package(const std::string& display);
     Result<void> load_csv(const std::string& bytes, const std::string& display);
     void init_new(const std::string& sheet_name);
+    // A file the engine cannot read itself (.xls), loaded by the office program as a package.
+    Result<void> load_through_office(const std::string& path, std::string_view bytes);
+    // Saves as .xls: the package goes to the office program, which writes the target's
+    // temporary file of the safe save.
+    Result<void> save_through_office(const std::string& target);
     Result<void> save_package(const std::string& path, int file_format);
     // Where every cell that used shared string i now uses one appended string j, and no cell
     // uses i any more, entry i takes j's text and those cells are written as they were read:
@@ -245,6 +260,8 @@ private:
     bool saved_ = true;
     bool written_ = false;  // saved at least once since it was opened
     Format format_ = Format::Package;
+    std::string office_name_;    // the office program that read the file, "" for the engine
+    bool office_macros_ = false;  // that file holds a VBA project, which the package lost
     std::string workbook_part_name_;
     WorkbookPart workbook_;
     Relationships workbook_rels_;
@@ -267,7 +284,8 @@ private:
 
 class NativeApplication : public xl::Application, public xl::Workbooks {
 public:
-    NativeApplication() = default;
+    explicit NativeApplication(std::unique_ptr<OfficeBridge> office = nullptr)
+        : office_(std::move(office)) {}
     ~NativeApplication() override;
 
     // xl::Application
@@ -275,6 +293,8 @@ public:
     Workbook* active_workbook() override { return active_; }
     std::string version() const override { return "16.0"; }
     void quit() override;
+    Result<void> run_macro(const std::string& macro_book, const std::string& module,
+                           const std::string& procedure, int time_limit_seconds) override;
 
     // xl::Workbooks
     Result<Workbook*> open(const std::string& path, bool read_only) override;
@@ -288,8 +308,11 @@ public:
     void set_active(Book* b) { active_ = b; }
     void closed(Book* b);
     std::string next_book_name() { return "Book" + std::to_string(++new_books_); }
+    // The office program for .xls files; nullptr when the run has none.
+    OfficeBridge* office() { return office_.get(); }
 
 private:
+    std::unique_ptr<OfficeBridge> office_;
     std::vector<std::unique_ptr<Book>> books_;
     Book* active_ = nullptr;
     int new_books_ = 0;

@@ -1,0 +1,39 @@
+#pragma once
+// What the engine asks of an office program for the work it cannot do itself: reading and
+// writing .xls files. xl/office implements it with one LibreOffice per run; the engine holds it
+// for the length of a run and works without it (such files then get an error line).
+
+#include <string>
+#include <string_view>
+
+#include "util/result.h"
+
+namespace sheaflow::xl {
+
+// Export filters of the office program.
+inline constexpr std::string_view kFilterXlsx = "Calc MS Excel 2007 XML";
+inline constexpr std::string_view kFilterXls = "MS Excel 97";
+inline constexpr std::string_view kFilterXlsm = "Calc MS Excel 2007 VBA XML";
+
+class OfficeBridge {
+public:
+    virtual ~OfficeBridge() = default;
+    // A folder of the bridge's own for work files; it is removed when the office ends.
+    virtual Result<std::string> work_folder() = 0;
+    // Loads `from` (read-only, no macro run, no link update) and stores it as `to` through the
+    // export filter. The office is started on the first request.
+    virtual Result<void> convert(const std::string& from, const std::string& to,
+                                 std::string_view filter) = 0;
+    // Opens `macro_book` with its macros enabled and `target`, runs `macro` ("Module.Procedure")
+    // with `target` as the active workbook and stores `target` as `result` through the export
+    // filter. A macro still running after `time_limit_seconds` is stopped (the office with it).
+    virtual Result<void> run_macro(const std::string& target, const std::string& macro_book,
+                                   const std::string& macro, const std::string& result,
+                                   std::string_view filter, int time_limit_seconds) = 0;
+    // Ends the office (also done by the destructor); a later request starts a new one.
+    virtual void shutdown() = 0;
+    // The name shown in progress lines ("LibreOffice").
+    virtual std::string name() const = 0;
+};
+
+}  // namespace sheaflow::xl
