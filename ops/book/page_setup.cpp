@@ -193,6 +193,7 @@ Result<xl::PageSetupChange> change_of(const shell::Params& p) {
             return bad("拡大縮小は 10 から 400 までの整数で指定してください。");
         c.zoom = static_cast<int>(*v);
     }
+    const bool zoom_given = c.zoom.has_value();
     for (const char* key : {"fit_wide", "fit_tall"}) {
         const std::string& typed = p.text(key);
         if (text::trim(typed).empty()) continue;
@@ -203,7 +204,7 @@ Result<xl::PageSetupChange> change_of(const shell::Params& p) {
             static_cast<int>(*v);
         c.zoom = 0;
     }
-    if (c.zoom && *c.zoom != 0 && (c.fit_to_pages_wide || c.fit_to_pages_tall))
+    if (zoom_given && (c.fit_to_pages_wide || c.fit_to_pages_tall))
         return bad("拡大縮小とページ数は同時に指定できません。");
     if (const std::string& h = p.option("center_h"); !h.empty()) c.center_horizontally = h == "1";
     if (const std::string& v = p.option("center_v"); !v.empty()) c.center_vertically = v == "1";

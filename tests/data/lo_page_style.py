@@ -20,7 +20,8 @@ def main(path):
             for i in range(doc.Sheets.Count):
                 sheet = doc.Sheets.getByIndex(i)
                 style = styles.getByName(sheet.PageStyle)
-                header = style.RightPageHeaderContent.CenterText.getString()
+                content = style.RightPageHeaderContent  # kept: its texts refer to it
+                header = content.getCenterText().getString()
                 areas = ','.join('%d:%d-%d:%d' % (a.StartColumn, a.StartRow, a.EndColumn, a.EndRow)
                                  for a in sheet.getPrintAreas())
                 print('%s\tlandscape=%d\twidth=%d\tleft=%d\theader=%s\tarea=%s\tscale=%d\tcentre=%d' % (
