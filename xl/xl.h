@@ -219,6 +219,100 @@ struct LineFormatChange {
     std::optional<bool> collapsed;
 };
 
+// ---- Protection ------------------------------------------------------------------------------
+// What a protected sheet still lets the user do (Protect's Allow... arguments, and the drawing
+// objects and scenarios that Protect leaves editable when its DrawingObjects and Scenarios
+// arguments are False): true = allowed.
+struct SheetPermissions {
+    bool select_locked_cells = true;
+    bool select_unlocked_cells = true;
+    bool format_cells = false;
+    bool format_columns = false;
+    bool format_rows = false;
+    bool insert_columns = false;
+    bool insert_rows = false;
+    bool insert_hyperlinks = false;
+    bool delete_columns = false;
+    bool delete_rows = false;
+    bool sort = false;
+    bool auto_filter = false;
+    bool pivot_tables = false;
+    bool edit_objects = false;
+    bool edit_scenarios = false;
+    bool operator==(const SheetPermissions&) const = default;
+};
+struct SheetProtection {
+    bool on = false;  // ProtectContents
+    bool has_password = false;
+    SheetPermissions allow;
+};
+// ProtectStructure and ProtectWindows of a workbook.
+struct BookProtection {
+    bool structure = false;
+    bool windows = false;
+    bool has_password = false;
+};
+// ---- end of protection ------------------------------------------------------------------------
+
+// ---- Workbook options -------------------------------------------------------------------------
+inline constexpr int xlCalculationAutomatic = -4105;
+inline constexpr int xlCalculationManual = -4135;
+inline constexpr int xlCalculationSemiautomatic = 2;  // automatic except data tables
+
+// The options a workbook keeps in its file: its window (DisplayWorkbookTabs, the scroll bars,
+// TabRatio), its calculation (Calculation, Iteration, MaxIterations, MaxChange,
+// PrecisionAsDisplayed), Date1904 and SaveLinkValues.
+struct BookOptions {
+    bool show_sheet_tabs = true;
+    bool show_horizontal_scroll = true;
+    bool show_vertical_scroll = true;
+    int tab_ratio = 600;  // per mille of the window width given to the sheet tabs
+    int calculation = xlCalculationAutomatic;
+    bool iteration = false;
+    int max_iterations = 100;
+    double max_change = 0.001;
+    bool precision_as_displayed = false;
+    bool date1904 = false;
+    bool save_link_values = true;
+};
+// A change of options; what is left empty stays as it is.
+struct BookOptionsChange {
+    std::optional<bool> show_sheet_tabs;
+    std::optional<bool> show_horizontal_scroll;
+    std::optional<bool> show_vertical_scroll;
+    std::optional<int> tab_ratio;
+    std::optional<int> calculation;
+    std::optional<bool> iteration;
+    std::optional<int> max_iterations;
+    std::optional<double> max_change;
+    std::optional<bool> precision_as_displayed;
+    std::optional<bool> date1904;
+    std::optional<bool> save_link_values;
+};
+
+// The legacy shared workbook (shared revision history, before co-authoring): whether it is
+// shared, and the users and revisions its history records.
+struct SharingState {
+    bool shared = false;
+    int revisions = 0;
+    std::vector<std::string> users;
+};
+// ---- end of workbook options ------------------------------------------------------------------
+
+// Worksheet.Visible.
+inline constexpr int xlSheetVisible = -1;
+inline constexpr int xlSheetHidden = 0;
+inline constexpr int xlSheetVeryHidden = 2;
+
+// One cell style of a workbook (the Styles collection): its name, whether it is built in
+// (builtinId, -1 for a style of the user's), and how many cells, rows and columns use it.
+struct CellStyleInfo {
+    std::string name;
+    int builtin_id = -1;
+    bool hidden = false;
+    std::int64_t cells = 0;
+};
+
 class Application;
 class Workbook;
 class Worksheet;
@@ -368,6 +462,34 @@ public:
         (void)o, (void)dest, (void)to;
         return Error::failed("オブジェクトを扱えないシートです。");
     }
+    // ---- Visibility and code name (xl/native/sheet_settings.cpp) ----
+    // Worksheet.Visible: xlSheetVisible, xlSheetHidden or xlSheetVeryHidden.
+    virtual int visibility() const { return visible() ? xlSheetVisible : xlSheetHidden; }
+    // Refused with Error::Code::Refused for the last visible sheet, as the application refuses.
+    virtual Result<void> set_visibility(int visibility) {
+        (void)visibility;
+        return Error::failed("表示を変更できないシートです。");
+    }
+    // CodeName = ...: refused for a name in use or not a valid module name; the sheet's
+    // document module in the VBA project is renamed with it.
+    virtual Result<void> set_code_name(const std::string& name) {
+        (void)name;
+        return Error::failed("コード名を変更できないシートです。");
+    }
+    // ---- Protection (xl/native/protection.cpp) ----
+    virtual SheetProtection protection() { return {}; }
+    // Protect: refused when the sheet is protected already. The password is stored as the
+    // application stores it (salted SHA-512, 100,000 spins); "" protects without one.
+    virtual Result<void> protect(const std::string& password, const SheetPermissions& allow) {
+        (void)password, (void)allow;
+        return Error::failed("保護を設定できないシートです。");
+    }
+    // Unprotect: refused with Error::Code::Refused when the password is wrong; a sheet that is
+    // not protected is left as it is.
+    virtual Result<void> unprotect(const std::string& password) {
+        (void)password;
+        return Error::failed("保護を解除できないシートです。");
+    }
     // Rows and columns. Inserting and deleting moves the cells and everything that refers to
     // them on every sheet (formulas, names, merged cells, formats, validation, links, comments,
     // drawings, filters, tables, print areas) as the application does, and is refused with
@@ -482,6 +604,43 @@ public:
     virtual Result<void> set_first_tab(int position) {
         (void)position;
         return Error::failed("見出しのスクロールができないブックです。");
+    }
+    // ---- Protection (xl/native/protection.cpp) ----
+    virtual BookProtection protection() { return {}; }
+    // Protect(Password, Structure, Windows): refused when the workbook is protected already.
+    virtual Result<void> protect(const std::string& password, bool structure, bool windows) {
+        (void)password, (void)structure, (void)windows;
+        return Error::failed("保護を設定できないブックです。");
+    }
+    virtual Result<void> unprotect(const std::string& password) {
+        (void)password;
+        return Error::failed("保護を解除できないブックです。");
+    }
+
+    // ---- Options and sharing (xl/native/book_options.cpp) ----
+    virtual BookOptions options() { return {}; }
+    // Writes what differs from the current options; nothing when nothing does.
+    virtual Result<void> set_options(const BookOptionsChange& change) {
+        (void)change;
+        return Error::failed("オプションを設定できないブックです。");
+    }
+    virtual SharingState sharing() { return {}; }
+    // Shares the workbook (a revision history is started under `user`) or stops sharing it (the
+    // history is removed). Refused where the application refuses: a workbook with tables, or
+    // one whose structure is protected.
+    virtual Result<void> set_shared(bool shared, const std::string& user) {
+        (void)shared, (void)user;
+        return Error::failed("共有を設定できないブックです。");
+    }
+    // ---- Cell styles (xl/native/cell_styles.cpp) ----
+    virtual Result<std::vector<CellStyleInfo>> cell_styles() {
+        return Error::failed("スタイルを読めないブックです。");
+    }
+    // Deletes the named styles (the Normal style is never deleted); cells, rows and columns
+    // that used one take Normal and keep their own formats. Gives how many were deleted.
+    virtual Result<int> delete_cell_styles(const std::vector<std::string>& names) {
+        (void)names;
+        return Error::failed("スタイルを削除できないブックです。");
     }
 };
 

@@ -84,6 +84,14 @@ public:
     Result<void> visit_colours(const ColourKinds& kinds, const ColourVisit& visit) override;
     std::optional<std::int32_t> tab_colour() override;
     Result<void> set_tab_colour(std::int32_t colour) override;
+    // Visibility and code name (xl/native/sheet_settings.cpp).
+    int visibility() const override;
+    Result<void> set_visibility(int visibility) override;
+    Result<void> set_code_name(const std::string& name) override;
+    // Protection (xl/native/protection.cpp).
+    SheetProtection protection() override;
+    Result<void> protect(const std::string& password, const SheetPermissions& allow) override;
+    Result<void> unprotect(const std::string& password) override;
 
     // Engine side.
     SheetKind kind() const { return kind_; }
@@ -179,6 +187,18 @@ public:
     // Tabs (xl/native/colours_sheet.cpp).
     int first_tab() override;
     Result<void> set_first_tab(int position) override;
+    // Protection (xl/native/protection.cpp).
+    BookProtection protection() override;
+    Result<void> protect(const std::string& password, bool structure, bool windows) override;
+    Result<void> unprotect(const std::string& password) override;
+    // Options and sharing (xl/native/book_options.cpp).
+    BookOptions options() override;
+    Result<void> set_options(const BookOptionsChange& change) override;
+    SharingState sharing() override;
+    Result<void> set_shared(bool shared, const std::string& user) override;
+    // Cell styles (xl/native/cell_styles.cpp).
+    Result<std::vector<CellStyleInfo>> cell_styles() override;
+    Result<int> delete_cell_styles(const std::vector<std::string>& names) override;
 
     // Engine side.
     NativeApplication& app() { return app_; }
