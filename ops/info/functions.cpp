@@ -1,0 +1,142 @@
+// 関数一覧: the worksheet functions by category, with the version that added them, the name a
+// workbook stores (functions newer than the 2007 file format carry the "_xlfn." prefix) and what
+// the engine does with formulas that use them. The pane chooses a category and a part of the
+// name ("Excel_Func.txt").
+
+#include <string_view>
+
+#include "ops/info/info_common.h"
+#include "ops/registry.h"
+#include "run/session.h"
+#include "util/text.h"
+
+namespace sheaflow::ops {
+namespace {
+
+using info::row;
+
+// A category: its pane key, its name and its functions, "NAME" or "NAME@version" for those
+// added after the 2007 file format.
+struct Category {
+    const char* key;
+    const char* name;
+    const char* functions;
+};
+
+constexpr Category kCategories[] = {
+    {"financial", "財務",
+     "ACCRINT ACCRINTM AMORDEGRC AMORLINC COUPDAYBS COUPDAYS COUPDAYSNC COUPNCD COUPNUM COUPPCD "
+     "CUMIPMT CUMPRINC DB DDB DISC DOLLARDE DOLLARFR DURATION EFFECT FV FVSCHEDULE INTRATE IPMT "
+     "IRR ISPMT MDURATION MIRR NOMINAL NPER NPV ODDFPRICE ODDFYIELD ODDLPRICE ODDLYIELD "
+     "PDURATION@2013 PMT PPMT PRICE PRICEDISC PRICEMAT PV RATE RECEIVED RRI@2013 SLN SYD TBILLEQ "
+     "TBILLPRICE TBILLYIELD VDB XIRR XNPV YIELD YIELDDISC YIELDMAT"},
+    {"datetime", "日付/時刻",
+     "DATE DATEDIF DATEVALUE DAY DAYS@2013 DAYS360 EDATE EOMONTH HOUR ISOWEEKNUM@2013 MINUTE "
+     "MONTH NETWORKDAYS NETWORKDAYS.INTL@2010 NOW SECOND TIME TIMEVALUE TODAY WEEKDAY WEEKNUM "
+     "WORKDAY WORKDAY.INTL@2010 YEAR YEARFRAC"},
+    {"math", "数学/三角",
+     "ABS ACOS ACOSH ACOT@2013 ACOTH@2013 AGGREGATE@2010 ARABIC@2013 ASIN ASINH ATAN ATAN2 ATANH "
+     "BASE@2013 CEILING CEILING.MATH@2013 CEILING.PRECISE@2010 COMBIN COMBINA@2013 COS COSH "
+     "COT@2013 COTH@2013 CSC@2013 CSCH@2013 DECIMAL@2013 DEGREES EVEN EXP FACT FACTDOUBLE FLOOR "
+     "FLOOR.MATH@2013 FLOOR.PRECISE@2010 GCD INT ISO.CEILING@2010 LCM LN LOG LOG10 MDETERM "
+     "MINVERSE MMULT MOD MROUND MULTINOMIAL MUNIT@2013 ODD PI POWER PRODUCT QUOTIENT RADIANS "
+     "RAND RANDARRAY@2021 RANDBETWEEN ROMAN ROUND ROUNDDOWN ROUNDUP SEC@2013 SECH@2013 "
+     "SEQUENCE@2021 SERIESSUM SIGN SIN SINH SQRT SQRTPI SUBTOTAL SUM SUMIF SUMIFS SUMPRODUCT "
+     "SUMSQ SUMX2MY2 SUMX2PY2 SUMXMY2 TAN TANH TRUNC"},
+    {"statistical", "統計",
+     "AVEDEV AVERAGE AVERAGEA AVERAGEIF AVERAGEIFS BETA.DIST@2010 BETA.INV@2010 BINOM.DIST@2010 "
+     "BINOM.DIST.RANGE@2013 BINOM.INV@2010 CHISQ.DIST@2010 CHISQ.DIST.RT@2010 CHISQ.INV@2010 "
+     "CHISQ.INV.RT@2010 CHISQ.TEST@2010 CONFIDENCE.NORM@2010 CONFIDENCE.T@2010 CORREL COUNT "
+     "COUNTA COUNTBLANK COUNTIF COUNTIFS COVARIANCE.P@2010 COVARIANCE.S@2010 DEVSQ "
+     "EXPON.DIST@2010 F.DIST@2010 F.DIST.RT@2010 F.INV@2010 F.INV.RT@2010 F.TEST@2010 FISHER "
+     "FISHERINV FORECAST FORECAST.ETS@2016 FORECAST.ETS.CONFINT@2016 "
+     "FORECAST.ETS.SEASONALITY@2016 FORECAST.ETS.STAT@2016 FORECAST.LINEAR@2016 FREQUENCY "
+     "GAMMA@2013 GAMMA.DIST@2010 GAMMA.INV@2010 GAMMALN GAMMALN.PRECISE@2010 GAUSS@2013 GEOMEAN "
+     "GROWTH HARMEAN HYPGEOM.DIST@2010 INTERCEPT KURT LARGE LINEST LOGEST LOGNORM.DIST@2010 "
+     "LOGNORM.INV@2010 MAX MAXA MAXIFS@2019 MEDIAN MIN MINA MINIFS@2019 MODE.MULT@2010 "
+     "MODE.SNGL@2010 NEGBINOM.DIST@2010 NORM.DIST@2010 NORM.INV@2010 NORM.S.DIST@2010 "
+     "NORM.S.INV@2010 PEARSON PERCENTILE.EXC@2010 PERCENTILE.INC@2010 PERCENTRANK.EXC@2010 "
+     "PERCENTRANK.INC@2010 PERMUT PERMUTATIONA@2013 PHI@2013 POISSON.DIST@2010 PROB "
+     "QUARTILE.EXC@2010 QUARTILE.INC@2010 RANK.AVG@2010 RANK.EQ@2010 RSQ SKEW SKEW.P@2013 SLOPE "
+     "SMALL STANDARDIZE STDEV.P@2010 STDEV.S@2010 STDEVA STDEVPA STEYX T.DIST@2010 "
+     "T.DIST.2T@2010 T.DIST.RT@2010 T.INV@2010 T.INV.2T@2010 T.TEST@2010 TREND TRIMMEAN "
+     "VAR.P@2010 VAR.S@2010 VARA VARPA WEIBULL.DIST@2010 Z.TEST@2010"},
+    {"lookup", "検索/行列",
+     "ADDRESS AREAS CHOOSE CHOOSECOLS@365 CHOOSEROWS@365 COLUMN COLUMNS DROP@365 EXPAND@365 "
+     "FILTER@2021 FORMULATEXT@2013 GETPIVOTDATA HLOOKUP HSTACK@365 HYPERLINK INDEX INDIRECT "
+     "LOOKUP MATCH OFFSET ROW ROWS RTD SORT@2021 SORTBY@2021 TAKE@365 TOCOL@365 TOROW@365 "
+     "TRANSPOSE UNIQUE@2021 VLOOKUP VSTACK@365 WRAPCOLS@365 WRAPROWS@365 XLOOKUP@2021 "
+     "XMATCH@2021"},
+    {"database", "データベース",
+     "DAVERAGE DCOUNT DCOUNTA DGET DMAX DMIN DPRODUCT DSTDEV DSTDEVP DSUM DVAR DVARP"},
+    {"text", "文字列操作",
+     "ARRAYTOTEXT@2021 ASC BAHTTEXT CHAR CLEAN CODE CONCAT@2019 CONCATENATE DBCS@2013 DOLLAR "
+     "EXACT FIND FINDB FIXED LEFT LEFTB LEN LENB LOWER MID MIDB NUMBERVALUE@2013 PHONETIC PROPER "
+     "REPLACE REPLACEB REPT RIGHT RIGHTB SEARCH SEARCHB SUBSTITUTE T TEXT TEXTAFTER@365 "
+     "TEXTBEFORE@365 TEXTJOIN@2019 TEXTSPLIT@365 TRIM UNICHAR@2013 UNICODE@2013 UPPER VALUE "
+     "VALUETOTEXT@2021 YEN"},
+    {"logical", "論理",
+     "AND BYCOL@365 BYROW@365 FALSE IF IFERROR IFNA@2013 IFS@2019 ISOMITTED@365 LAMBDA@365 "
+     "LET@2021 MAKEARRAY@365 MAP@365 NOT OR REDUCE@365 SCAN@365 SWITCH@2019 TRUE XOR@2013"},
+    {"information", "情報",
+     "CELL ERROR.TYPE INFO ISBLANK ISERR ISERROR ISEVEN ISFORMULA@2013 ISLOGICAL ISNA ISNONTEXT "
+     "ISNUMBER ISODD ISREF ISTEXT N NA SHEET@2013 SHEETS@2013 TYPE"},
+    {"engineering", "エンジニアリング",
+     "BESSELI BESSELJ BESSELK BESSELY BIN2DEC BIN2HEX BIN2OCT BITAND@2013 BITLSHIFT@2013 "
+     "BITOR@2013 BITRSHIFT@2013 BITXOR@2013 COMPLEX CONVERT DEC2BIN DEC2HEX DEC2OCT DELTA ERF "
+     "ERF.PRECISE@2010 ERFC ERFC.PRECISE@2010 GESTEP HEX2BIN HEX2DEC HEX2OCT IMABS IMAGINARY "
+     "IMARGUMENT IMCONJUGATE IMCOS IMCOSH@2013 IMCOT@2013 IMCSC@2013 IMCSCH@2013 IMDIV IMEXP "
+     "IMLN IMLOG10 IMLOG2 IMPOWER IMPRODUCT IMREAL IMSEC@2013 IMSECH@2013 IMSIN IMSINH@2013 "
+     "IMSQRT IMSUB IMSUM IMTAN@2013 OCT2BIN OCT2DEC OCT2HEX"},
+    {"cube", "キューブ",
+     "CUBEKPIMEMBER CUBEMEMBER CUBEMEMBERPROPERTY CUBERANKEDMEMBER CUBESET CUBESETCOUNT "
+     "CUBEVALUE"},
+    {"compatibility", "互換性",
+     "BETADIST BETAINV BINOMDIST CHIDIST CHIINV CHITEST CONFIDENCE COVAR CRITBINOM EXPONDIST "
+     "FDIST FINV FTEST GAMMADIST GAMMAINV HYPGEOMDIST LOGINV LOGNORMDIST MODE NEGBINOMDIST "
+     "NORMDIST NORMINV NORMSDIST NORMSINV PERCENTILE PERCENTRANK POISSON QUARTILE RANK STDEV "
+     "STDEVP TDIST TINV TTEST VAR VARP WEIBULL ZTEST"},
+    {"web", "Web", "ENCODEURL@2013 FILTERXML@2013 WEBSERVICE@2013"},
+};
+
+std::string Check_Excel_関数一覧(const shell::Params& p, std::string_view) {
+    std::string_view key = p.option("category");
+    if (key == "all") return "";
+    for (const Category& c : kCategories)
+        if (key == c.key) return "";
+    return "関数の分類を選んでください。";
+}
+
+Result<void> Excel_Excel_関数一覧(run::Session& s) {
+    report::ResultTable& t = s.table;
+    info::titles(t, {"関数名", "分類", "追加されたバージョン", "ブック内の表記", "エンジンでの扱い"});
+    const std::string& key = s.params.option("category");
+    const std::string part = text::upper(text::trim(s.params.text("name")));
+    for (const Category& c : kCategories) {
+        if (key != "all" && key != c.key) continue;
+        for (const std::string& entry : text::split(c.functions, " ")) {
+            std::size_t at = entry.find('@');
+            std::string name = entry.substr(0, at);
+            if (!part.empty() && name.find(part) == std::string::npos) continue;
+            bool newer = at != std::string::npos;
+            std::string version = newer ? entry.substr(at + 1) : "2007以前";
+            if (version == "365") version = "Microsoft 365";
+            row(t, {name, c.name, version, newer ? "_xlfn." + name : name,
+                    "数式を保持（参照は行・列・シートの編集に追従、値は開いたときに再計算）"});
+        }
+    }
+    if (t.empty()) s.append_error_line("該当する関数がありません。");
+    return {};
+}
+
+}  // namespace
+
+std::span<const Procedures> function_list_procedures() {
+    static const Procedures table[] = {
+        {"Excel", "関数一覧", Check_Excel_関数一覧, Excel_Excel_関数一覧, nullptr, nullptr, nullptr,
+         false, false, false},
+    };
+    return table;
+}
+
+}  // namespace sheaflow::ops
