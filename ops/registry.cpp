@@ -45,6 +45,17 @@ const TableFn kTables[] = {
     column_groups_procedures,
     column_duplicates_procedures,
     column_split_procedures,
+    sheet_protection_procedures,
+    sheet_setting_procedures,
+    book_protection_procedures,
+    book_option_procedures,
+    sharing_procedures,
+    style_procedures,
+    system_list_procedures,
+    font_list_procedures,
+    catalogue_list_procedures,
+    reference_list_procedures,
+    function_list_procedures,
 };
 
 }  // namespace

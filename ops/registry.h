@@ -59,6 +59,18 @@ std::span<const Procedures> column_lists_procedures();
 std::span<const Procedures> column_groups_procedures();
 std::span<const Procedures> column_duplicates_procedures();
 std::span<const Procedures> column_split_procedures();
+// Sheet settings and protection, workbook options, styles and the Excel information lists.
+std::span<const Procedures> sheet_protection_procedures();
+std::span<const Procedures> sheet_setting_procedures();
+std::span<const Procedures> book_protection_procedures();
+std::span<const Procedures> book_option_procedures();
+std::span<const Procedures> sharing_procedures();
+std::span<const Procedures> style_procedures();
+std::span<const Procedures> system_list_procedures();
+std::span<const Procedures> font_list_procedures();
+std::span<const Procedures> catalogue_list_procedures();
+std::span<const Procedures> reference_list_procedures();
+std::span<const Procedures> function_list_procedures();
 
 // Dispatch: nullptr when no implemented operation matches. An entry whose category is the full
 // category (an all-sheets variant with an executor of its own) is preferred to one matched

@@ -85,8 +85,10 @@ protected:
     // Runs an operation with its declared pane, the given values set.
     run::RunOutcome run(const std::string& category, const std::string& name,
                         const Values& values) {
-        const shell::OperationDecl* decl = shell::find_declaration(category, name);
-        EXPECT_NE(decl, nullptr) << name;
+        const shell::OperationDecl* row = shell::find_declaration(category, name);
+        EXPECT_NE(row, nullptr) << name;
+        // An all-sheets row that shares its base row's pane runs with that pane.
+        const shell::OperationDecl* decl = &shell::params_owner(*row);
         pane_.values.clear();
         for (const shell::Field& f : decl->fields) pane_.values.push_back(f.default_value);
         for (const auto& [key, value] : values)
