@@ -26,6 +26,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (!again.parse(out, "sheet.xml")) __builtin_trap();
         if (again.table().find(3, 3) == nullptr) __builtin_trap();
     }
+    // Under a small cell limit a part is read whole or refused, never cut short silently.
+    WorksheetPart small;
+    if (small.parse(text, "sheet.xml", 64)) {
+        const CellTable& t = small.table();
+        if (t.cells.size() + t.rows.size() > 64) __builtin_trap();
+    }
     WorksheetPart::read_head(text);
     SharedStrings sst;
     if (sst.parse(text, "sst.xml")) {

@@ -25,12 +25,14 @@ struct Error {
     Code code = Code::Failed;
     std::string message;
     std::string path;
+    // The failure is not only this file's: a full disk or a read-only disk stops the run.
+    bool whole_run = false;
 
     static Error failed(std::string msg, std::string p = {}) {
-        return {Code::Failed, std::move(msg), std::move(p)};
+        return {Code::Failed, std::move(msg), std::move(p), false};
     }
     static Error make(Code c, std::string msg, std::string p = {}) {
-        return {c, std::move(msg), std::move(p)};
+        return {c, std::move(msg), std::move(p), false};
     }
 };
 

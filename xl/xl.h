@@ -128,6 +128,7 @@ struct FindState {
     bool match_case = false;
     bool match_byte = false;
     FindSpec last;  // the conditions of the last Find, used by FindNext
+    std::int64_t replaced_cells = 0;  // cells that Replace changed since the application started
 };
 
 // ---- The VBA project: VBProject.VBComponents and CodeModule ---------------------------------

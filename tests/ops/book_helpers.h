@@ -57,6 +57,9 @@ protected:
     // A corpus workbook as a target named `name`.
     void add(const std::string& corpus_file, const std::string& name) {
         std::filesystem::copy_file(corpus(corpus_file), in() / name);
+        // The corpus is read-only, and a save refuses a read-only target.
+        std::filesystem::permissions(in() / name, std::filesystem::perms::owner_write,
+                                     std::filesystem::perm_options::add);
         files_.push_back({in().string(), name, true});
     }
     // A workbook made by the engine: sheets with a few cells ("=..." entries are formulas).

@@ -34,6 +34,9 @@ public:
         std::filesystem::remove_all(dir_);
         std::filesystem::create_directories(dir_);
         std::filesystem::copy_file(workbook, dir_ / name_);
+        // The corpus is read-only, and a save refuses a read-only target.
+        std::filesystem::permissions(dir_ / name_, std::filesystem::perms::owner_write,
+                                     std::filesystem::perm_options::add);
     }
     ~CellRun() { std::filesystem::remove_all(dir_); }
 

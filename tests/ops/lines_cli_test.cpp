@@ -176,6 +176,7 @@ TEST_F(LinesCliTest, ValueExtentOfCorpusSheetsMatchesTheirXml) {
     const std::string corpus = std::string(SHEAFLOW_CORPUS_DIR) + "/xlsx/cal-merge_cells.xlsx";
     if (!fs::exists(corpus)) GTEST_SKIP() << "corpus not found";
     fs::copy_file(corpus, book_path(), fs::copy_options::overwrite_existing);
+    fs::permissions(book_path(), fs::perms::owner_write, fs::perm_options::add);
     ASSERT_EQ(run("すべてのシート_行", "値あり行一覧", {"formula_blank=0"}), 0) << err_;
     auto [last, count] = extent_from_xml(book_path(), "xl/worksheets/sheet1.xml");
     EXPECT_NE(out_.find("\t" + std::to_string(last) + "\t" + std::to_string(count)),

@@ -49,6 +49,8 @@ protected:
 
     void add(const std::string& corpus_file, const std::string& name) {
         fs::copy_file(corpus(corpus_file), dir_ / "in" / name);
+        // The corpus is read-only, and a save refuses a read-only target.
+        fs::permissions(dir_ / "in" / name, fs::perms::owner_write, fs::perm_options::add);
         files_.push_back({(dir_ / "in").string(), name, true});
     }
     std::string write(const std::string& name, const std::string& bytes) {

@@ -38,6 +38,9 @@ protected:
                                          : std::filesystem::path(source);
         std::filesystem::copy_file(from, dir_ / name,
                                    std::filesystem::copy_options::overwrite_existing);
+        // The corpus is read-only, and a save refuses a read-only target.
+        std::filesystem::permissions(dir_ / name, std::filesystem::perms::owner_write,
+                                     std::filesystem::perm_options::add);
         files_.push_back({dir_.string(), name, true});
     }
 

@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "engine_helpers.h"
+#include "xl/native/compound_file.h"
 #include "xl/native/engine.h"
 
 namespace sheaflow::xl::native {
@@ -71,6 +74,78 @@ TEST(EngineBadInput, each_kind_of_bad_file_gives_a_message) {
     auto missing = app->workbooks().open(dir.file("nothing.xlsx"), true);
     ASSERT_FALSE(missing);
     EXPECT_EQ(missing.error().code, Error::Code::NotFound);
+}
+
+// A BIFF record: id, length, data.
+std::string record(unsigned id, const std::string& data) {
+    std::string r;
+    for (unsigned v : {id, static_cast<unsigned>(data.size())}) {
+        r += static_cast<char>(v & 0xFF);
+        r += static_cast<char>(v >> 8);
+    }
+    return r + data;
+}
+
+std::string container(const std::vector<std::pair<std::string, std::string>>& streams) {
+    cfb::Node root;
+    root.name = "Root Entry";
+    root.storage = true;
+    for (const auto& [name, data] : streams) root.stream(name).data = data;
+    auto bytes = cfb::write(root);
+    EXPECT_TRUE(bytes);
+    return bytes ? *bytes : std::string();
+}
+
+TEST(EngineBadInput, encrypted_workbooks_are_told_apart_from_binary_ones) {
+    const std::string bof = record(0x0809, std::string(16, '\x06'));
+    const std::string eof = record(0x000A, "");
+    // RC4 and XOR obfuscation both announce themselves with FILEPASS right after the BOF.
+    const std::string rc4 = container({{"Workbook", bof + record(0x002F, std::string(54, '\x01')) +
+                                                        record(0x0042, "\xA4\x03") + eof}});
+    const std::string xor_obf =
+        container({{"Book", bof + record(0x002F, std::string(6, '\0')) + eof}});
+    const std::string plain = container({{"Workbook", bof + record(0x0042, "\xA4\x03") + eof +
+                                                          record(0x002F, "after the globals")}});
+    const std::string ooxml =
+        container({{"EncryptionInfo", std::string(64, '\x04')}, {"EncryptedPackage", "x"}});
+    EXPECT_TRUE(cfb::encrypted_workbook(rc4));
+    EXPECT_TRUE(cfb::encrypted_workbook(xor_obf));
+    EXPECT_TRUE(cfb::encrypted_workbook(ooxml));
+    EXPECT_FALSE(cfb::encrypted_workbook(plain));
+
+    EngineTempDir dir;
+    for (const auto& [name, bytes, expected] :
+         {std::tuple{"locked.xls", rc4, "パスワードで保護（暗号化）されたブックです"},
+          std::tuple{"locked.xlsx", ooxml, "パスワードで保護（暗号化）されたブックです"},
+          std::tuple{"plain.xls", plain, "LibreOffice"}}) {
+        SCOPED_TRACE(name);
+        testing::write_file(dir.file(name), bytes);
+        auto app = create_application();
+        auto book = app->workbooks().open(dir.file(name), false);
+        ASSERT_FALSE(book);
+        EXPECT_NE(book.error().message.find(expected), std::string::npos) << book.error().message;
+    }
+    // The corpus's password-protected workbooks, of every kind of protection, are told so.
+    for (const char* name :
+         {"olet-encrypted.xls", "olet-encrypted.xlsx", "olet-encrypted.xlsm",
+          "sjs-password_2002_128_enhrsasc.xls", "sjs-password_2002_128_strong.xls",
+          "sjs-password_2002_40_dhsc.xls", "sjs-password_2002_40_dss.xls",
+          "sjs-password_2002_40_xor.xls"}) {
+        const std::string path = testing::corpus(std::string("odd/") + name);
+        if (!std::filesystem::exists(path)) continue;
+        auto app = create_application();
+        auto book = app->workbooks().open(path, true);
+        ASSERT_FALSE(book) << name;
+        EXPECT_NE(book.error().message.find("パスワードで保護（暗号化）されたブックです"),
+                  std::string::npos)
+            << name << ": " << book.error().message;
+    }
+    // No binary workbook of the corpus reads as encrypted.
+    const std::string xls = testing::corpus("xls");
+    if (!std::filesystem::exists(xls)) return;
+    for (const auto& e : std::filesystem::directory_iterator(xls))
+        EXPECT_FALSE(cfb::encrypted_workbook(testing::read_file(e.path().string())))
+            << e.path();
 }
 
 TEST(EngineBadInput, a_damaged_sheet_is_reported_and_refuses_changes) {

@@ -75,6 +75,8 @@ TEST(EngineCorpus, files_the_engine_cannot_open_give_a_japanese_error) {
     if (files.empty()) GTEST_SKIP() << "no corpus";
     for (const std::string& f : files) {
         SCOPED_TRACE(f);
+        // Strict Open XML workbooks open (tests/xl/strict_test.cpp).
+        if (f.find("strict") != std::string::npos) continue;
         auto app = create_application();
         auto book = app->workbooks().open(f, true);
         ASSERT_FALSE(book);

@@ -7,7 +7,7 @@
 #include "engine_helpers.h"
 #include "xl/native/engine.h"
 #include "xl/native/package.h"
-#include "xl/native/safe_file.h"
+#include "util/safe_save.h"
 
 namespace sheaflow::xl::native {
 namespace {
@@ -225,9 +225,9 @@ TEST(EngineWrite, a_failed_save_leaves_the_target_as_it_was) {
         ASSERT_TRUE(b);
         ASSERT_TRUE((*b)->worksheet(1)->range("A1")->set_value(1.0));
         std::string failing = stage;
-        detail::save_fault_hook = [&](std::string_view s) { return s != failing; };
+        file::detail::save_fault_hook = [&](std::string_view s) { return s != failing; };
         auto r = (*b)->save_as(target, xlOpenXMLWorkbook);
-        detail::save_fault_hook = nullptr;
+        file::detail::save_fault_hook = nullptr;
         ASSERT_FALSE(r);
         EXPECT_EQ(r.error().code, Error::Code::Io);
         EXPECT_EQ(testing::read_file(target), before);

@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <pugixml.hpp>
 
 #include "engine_helpers.h"
@@ -272,6 +276,99 @@ TEST(HostileCells, a_sheet_over_the_cell_limit_is_refused_and_empty_cells_are_no
     EXPECT_EQ(read_as(styled + "</row>"), "refused");
     EXPECT_EQ(read_as(empty_then_value), "ALN1=9");
     set_cell_limit(saved);
+}
+
+// `rows` rows of ten numbered cells.
+std::string number_rows(int rows) {
+    std::string out;
+    for (int r = 1; r <= rows; ++r) {
+        out += "<row r=\"" + std::to_string(r) + "\">";
+        for (int c = 0; c < 10; ++c) out += "<c><v>" + std::to_string(c) + "</v></c>";
+        out += "</row>";
+    }
+    return out;
+}
+
+TEST(HostileMemory, the_whole_workbook_stays_within_the_cell_limit) {
+    const std::uint64_t saved = cell_limit();
+    set_cell_limit(1000);
+    EngineTempDir dir;
+    // Three sheets of 330 cells and rows each: together past the limit, one at a time within.
+    const std::string three = dir.file("three.xlsx");
+    ASSERT_TRUE(write_book(three, {sheet_xml(number_rows(30)), sheet_xml(number_rows(30)),
+                                   sheet_xml(number_rows(30))}));
+    {
+        auto app = create_application();
+        auto book = app->workbooks().open(three, false);
+        ASSERT_TRUE(book);
+        for (int i = 1; i <= 3; ++i) {
+            SCOPED_TRACE(i);
+            Worksheet* ws = (*book)->worksheet(i);
+            ASSERT_TRUE(ws->check());
+            EXPECT_EQ(ws->cell_text({30, 10}), "9");
+        }
+        // A changed sheet keeps its cells; the unchanged ones give theirs up and read again.
+        ASSERT_TRUE((*book)->worksheet(1)->set_cell_value({1, 1}, 5.0));
+        for (int i : {2, 3, 2}) ASSERT_TRUE((*book)->worksheet(i)->check()) << i;
+        EXPECT_EQ((*book)->worksheet(1)->cell_text({1, 1}), "5");
+        ASSERT_TRUE((*book)->save_as(dir.file("three-out.xlsx"), xlOpenXMLWorkbook));
+    }
+    // Two sheets of 660: with the first changed, the second does not fit beside it.
+    const std::string two = dir.file("two.xlsx");
+    ASSERT_TRUE(write_book(two, {sheet_xml(number_rows(60)), sheet_xml(number_rows(60))}));
+    auto app = create_application();
+    auto book = app->workbooks().open(two, false);
+    ASSERT_TRUE(book);
+    ASSERT_TRUE((*book)->worksheet(1)->set_cell_value({1, 1}, 5.0));
+    auto refused = (*book)->worksheet(2)->check();
+    ASSERT_FALSE(refused);
+    EXPECT_NE(refused.error().message.find("ブック全体のセルの数が上限（1000 個）を超えています"),
+              std::string::npos)
+        << refused.error().message;
+    set_cell_limit(saved);
+}
+
+TEST(HostileMemory, millions_of_cells_without_references_are_refused_within_a_memory_limit) {
+    // Four million cells without references in a file of a few hundred kilobytes.
+    EngineTempDir dir;
+    const std::string path = dir.file("many.xlsx");
+    {
+        std::string row = "<row>";
+        for (int c = 0; c < 1000; ++c) row += "<c><v>1</v></c>";
+        row += "</row>";
+        std::string rows;
+        rows.reserve(row.size() * 4000);
+        for (int r = 0; r < 4000; ++r) rows += row;
+        ASSERT_TRUE(write_book(path, {sheet_xml(rows)}));
+    }
+    // In a child process whose address space may grow by 300 MB only: the cells read whole
+    // would need about twice that.
+    pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        set_cell_limit(1'000'000);
+        rlimit lim{};
+        ::getrlimit(RLIMIT_AS, &lim);
+        std::string status;
+        std::uint64_t vm_kb = 0;
+        if (std::FILE* f = std::fopen("/proc/self/statm", "r")) {
+            unsigned long pages = 0;
+            if (std::fscanf(f, "%lu", &pages) == 1)
+                vm_kb = pages * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE)) / 1024;
+            std::fclose(f);
+        }
+        lim.rlim_cur = (vm_kb + 300 * 1024) * 1024;
+        ::setrlimit(RLIMIT_AS, &lim);
+        auto app = create_application();
+        auto book = app->workbooks().open(path, true);
+        if (!book) ::_exit(2);
+        auto r = (*book)->worksheet(1)->check();
+        ::_exit(!r && r.error().message.find("上限") != std::string::npos ? 0 : 3);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status)) << "the child died (signal " << WTERMSIG(status) << ")";
+    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST(HostileNamespaces, every_part_keeps_its_prefixes_after_a_change) {

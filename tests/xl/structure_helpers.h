@@ -24,6 +24,9 @@ struct OpenBook {
     explicit OpenBook(const std::string& fixture, const std::string& name = "book.xlsx") {
         path = dir.file(name);
         std::filesystem::copy_file(fixture, path);
+        // The corpus is read-only, and a save refuses a read-only target.
+        std::filesystem::permissions(path, std::filesystem::perms::owner_write,
+                                     std::filesystem::perm_options::add);
         app = xl::native::create_application();
         auto opened = app->workbooks().open(path, false);
         if (opened)

@@ -158,6 +158,48 @@ TEST(SheetMove, IndexesFollowTheSheets) {
     EXPECT_EQ(again.book->active_sheet()->name(), "Summary");
 }
 
+TEST(SheetMove, ManyMovesKeepNumbersElementsAndPropertiesInStep) {
+    OpenBook b(structure_fixture());
+    ASSERT_NE(b.book, nullptr) << b.error;
+    // Sheets added among the fixture's, then sorted by exchanges as the sheet sort does: every
+    // lookup by number and every position must follow each move.
+    for (const char* name : {"k", "B", "x", "a", "Q", "m", "C", "z"}) {
+        auto added = b.book->add_worksheet(nullptr, b.book->worksheet(b.book->worksheet_count()));
+        ASSERT_TRUE(added);
+        ASSERT_TRUE((*added)->set_name(name));
+    }
+    const int n = b.book->worksheet_count();
+    for (int i = 1; i <= n; ++i)
+        for (int j = 1; j <= n - i; ++j) {
+            xl::Worksheet* first = b.book->worksheet(j);
+            xl::Worksheet* second = b.book->worksheet(j + 1);
+            if (first->name() > second->name()) {
+                ASSERT_TRUE(first->move(nullptr, second));
+            }
+        }
+    const Names sorted{"B", "C", "Data", "Hidden", "My Sheet", "Q", "Summary",
+                       "a", "k",    "m",      "x",        "z"};
+    EXPECT_EQ(b.names(), sorted);
+    for (int i = 1; i <= n; ++i) EXPECT_EQ(b.book->worksheet(i)->index(), i);
+    // A delete and an insert after the moves see the new order.
+    ASSERT_TRUE(b.ws("m").delete_sheet());
+    ASSERT_TRUE(b.book->add_worksheet(b.book->worksheet("C"), nullptr));
+    EXPECT_EQ(b.book->worksheet(2)->index(), 2);
+    EXPECT_EQ(b.book->worksheet("C")->index(), 3);
+    const std::string inserted = b.book->worksheet(2)->name();
+    std::string out = b.save();
+    // The document properties list the sheets once, in the final order.
+    const std::string app = part_of(out, "docProps/app.xml");
+    std::string titles;
+    for (const std::string& name : b.names()) titles += "<vt:lpstr>" + name + "</vt:lpstr>";
+    EXPECT_TRUE(contains(app, titles)) << app;
+    EXPECT_TRUE(contains(app, "<vt:i4>12</vt:i4>")) << app;
+    EXPECT_TRUE(contains(part_of(out, "xl/workbook.xml"), "localSheetId=\"7\">Summary!$A$1:$B$4"));
+    OpenBook again(out, "again.xlsx");
+    EXPECT_EQ(again.names(), b.names());
+    EXPECT_EQ(again.names()[1], inserted);
+}
+
 TEST(SheetMove, IntoAnotherWorkbookAndRefusedForTheLastVisibleSheet) {
     OpenBook b(structure_fixture());
     ASSERT_NE(b.book, nullptr) << b.error;

@@ -1,14 +1,18 @@
 #include "xl/native/book.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 
+#include "util/safe_save.h"
 #include "util/text.h"
+#include "xl/native/compound_file.h"
 #include "xl/native/csv.h"
 #include "xl/native/engine.h"
-#include "xl/native/safe_file.h"
 #include "xl/native/structure_support.h"
 
 namespace sheaflow::xl::native {
@@ -37,26 +41,27 @@ Error reason(Error::Code code, std::string text) { return Error::make(code, std:
 
 constexpr std::string_view kOle = "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1";
 
-// UTF-16LE "EncryptedPackage": the stream an encrypted OOXML file keeps in its OLE container.
-bool has_encrypted_package(std::string_view bytes) {
-    static const std::string needle = [] {
-        std::string s;
-        for (char c : std::string_view("EncryptedPackage")) {
-            s += c;
-            s += '\0';
-        }
-        return s;
-    }();
-    return bytes.find(needle) != std::string_view::npos;
+// Reads until `out` holds `size` bytes or the file ends; false on a read error.
+bool read_up_to(int fd, std::size_t size, std::string& out) {
+    std::size_t want = size > out.size() ? size - out.size() : 0;
+    std::size_t start = out.size();
+    out.resize(start + want);
+    std::size_t got = 0;
+    while (got < want) {
+        ssize_t n = ::read(fd, out.data() + start + got, want - got);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) return false;
+        if (n == 0) break;
+        got += static_cast<std::size_t>(n);
+    }
+    out.resize(start + got);
+    return true;
 }
 
-// BIFF8 FILEPASS record (0x002F) right after the first BOF: a password-protected .xls. Found
-// here by the "Workbook" stream being present and the record id appearing near its start is
-// too fragile to decide alone, so this only refines the message.
-bool looks_encrypted_xls(std::string_view bytes) {
-    return bytes.find(std::string_view("\x2F\x00", 2)) != std::string_view::npos &&
-           bytes.find("Microsoft Enhanced") != std::string_view::npos;
-}
+struct FdCloser {
+    int fd;
+    ~FdCloser() { ::close(fd); }
+};
 
 const char* kNewWorkbookXml =
     "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n"
@@ -123,51 +128,51 @@ const char* kNewStyles =
 
 Result<std::unique_ptr<Book>> Book::open(NativeApplication& app, const std::string& path,
                                          bool read_only) {
+    // The file is opened once, without blocking, and must be a regular file: a FIFO or a device
+    // put at a target's path must not hang the run.
+    auto opened = file::open_regular(path);
+    if (!opened) {
+        const Error& e = opened.error();
+        if (e.code == Error::Code::NotFound)
+            return Error::make(Error::Code::NotFound, "ファイル「" + path + "」が見つかりません。",
+                               path);
+        return open_error(path, reason(e.code, e.message));
+    }
+    FdCloser fd{*opened};
     std::error_code ec;
-    if (!fs::exists(path, ec))
-        return Error::make(Error::Code::NotFound, "ファイル「" + path + "」が見つかりません。",
-                           path);
-    if (fs::is_directory(path, ec))
-        return Error::make(Error::Code::BadFormat, "「" + path + "」はフォルダーです。", path);
     std::unique_ptr<Book> book(new Book(app));
     book->path_ = fs::absolute(path, ec).lexically_normal().string();
     if (ec) book->path_ = path;
     book->name_ = file_name_of(path);
     book->read_only_ = read_only;
 
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return open_error(path, reason(Error::Code::Io, "読み込めません"));
-    char head[8] = {};
-    in.read(head, sizeof head);
-    std::size_t got = static_cast<std::size_t>(in.gcount());
-    std::uintmax_t size = fs::file_size(path, ec);
+    struct stat st {};
+    const std::uintmax_t size = ::fstat(fd.fd, &st) == 0 ? static_cast<std::uintmax_t>(st.st_size) : 0;
     if (size == 0) return open_error(path, reason(Error::Code::BadFormat, "ファイルが空です"));
+    std::string head;
+    if (!read_up_to(fd.fd, 8, head))
+        return open_error(path, reason(Error::Code::Io, "読み込めません"));
 
     std::string ext = extension_upper(path);
     if (ext == "CSV") {
         if (size > kMaxPartSize)
             return open_error(path, reason(Error::Code::TooLarge, "ファイルが大きすぎます"));
-        in.clear();
-        in.seekg(0);
-        std::string bytes(static_cast<std::size_t>(size), '\0');
-        in.read(bytes.data(), static_cast<std::streamsize>(size));
+        std::string bytes = head;
+        if (!read_up_to(fd.fd, static_cast<std::size_t>(size), bytes))
+            return open_error(path, reason(Error::Code::Io, "読み込めません"));
         if (auto r = book->load_csv(bytes, path); !r) return open_error(path, r.error());
         return book;
     }
-    std::string_view magic(head, got);
+    std::string_view magic(head);
     if (magic.substr(0, 8) == kOle) {
         // An OLE container: a password-protected OOXML file or a binary (.xls) workbook.
-        in.clear();
-        in.seekg(0);
-        std::string bytes(static_cast<std::size_t>(std::min<std::uintmax_t>(size, 64u << 20)),
-                          '\0');
-        in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        if (has_encrypted_package(bytes))
+        std::string bytes = head;
+        if (!read_up_to(fd.fd, static_cast<std::size_t>(std::min<std::uintmax_t>(size, cfb::kMaxFileSize)), bytes))
+            return open_error(path, reason(Error::Code::Io, "読み込めません"));
+        if (cfb::encrypted_workbook(bytes))
             return open_error(path, reason(Error::Code::Unsupported,
-                                           "パスワードで保護（暗号化）されたブックです"));
-        if (looks_encrypted_xls(bytes))
-            return open_error(path, reason(Error::Code::Unsupported,
-                                           "パスワードで保護（暗号化）されたブックです"));
+                                           "パスワードで保護（暗号化）されたブックです。"
+                                           "パスワードを解除してから処理してください"));
         if (!app.office())
             return open_error(path, reason(Error::Code::Unsupported,
                                            "Excel 97-2003 形式（.xls）のブックは LibreOffice "
@@ -185,7 +190,6 @@ Result<std::unique_ptr<Book>> Book::open(NativeApplication& app, const std::stri
         }
         return open_error(path, reason(Error::Code::BadFormat, "Excel のブックではありません"));
     }
-    in.close();
     auto pkg = Package::open_file(path);
     if (!pkg) return open_error(path, pkg.error());
     book->package_ = std::move(*pkg);
@@ -216,9 +220,15 @@ Result<void> Book::load_package(const std::string& display) {
         Relationships root;
         if (auto r = root.parse(*bytes, "_rels/.rels"); !r)
             return reason(Error::Code::BadFormat, "部品「_rels/.rels」が壊れています");
-        if (root.by_type(rel::kStrictOfficeDocument))
-            return reason(Error::Code::Unsupported,
-                          "Strict Open XML 形式のブックには対応していません");
+        if (root.by_type(rel::kStrictOfficeDocument)) {
+            // Read in the transitional vocabulary, written back strict.
+            pkg.set_strict(true);
+            auto again = pkg.read("_rels/.rels");
+            if (!again) return again.error();
+            root = Relationships();
+            if (auto r = root.parse(*again, "_rels/.rels"); !r)
+                return reason(Error::Code::BadFormat, "部品「_rels/.rels」が壊れています");
+        }
         if (auto item = root.by_type(rel::kOfficeDocument)) main = resolve_target("", item->target);
     }
     if (main.empty()) {
@@ -450,19 +460,40 @@ const Styles& Book::styles() {
 
 Application& Book::application() { return app_; }
 
+void Book::index_sheets() const {
+    // Inserts and deletes change the length; moves keep the index themselves.
+    if (indexed_version_ == list_version_ && indexed_size_ == sheets_.size()) return;
+    worksheet_at_.clear();
+    for (std::size_t i = 0; i < sheets_.size(); ++i) {
+        Sheet& s = *sheets_[i];
+        s.position_ = static_cast<int>(i);
+        s.worksheet_number_ = 0;
+        if (s.kind() == SheetKind::Worksheet || s.kind() == SheetKind::Macro) {
+            worksheet_at_.push_back(static_cast<int>(i));
+            s.worksheet_number_ = static_cast<int>(worksheet_at_.size());
+        }
+    }
+    sheet_elements_.clear();
+    for (pugi::xml_node n = workbook_.sheets_node().first_child(); n;
+         n = n.next_sibling())
+        if (n.type() == pugi::node_element && xml::local_name(n.name()) == "sheet")
+            sheet_elements_.push_back(n);
+    // Moves carry the elements along only where they match the list one to one.
+    if (sheet_elements_.size() != sheets_.size()) sheet_elements_.clear();
+    indexed_version_ = list_version_;
+    indexed_size_ = sheets_.size();
+}
+
 int Book::worksheet_count() {
-    return static_cast<int>(std::count_if(sheets_.begin(), sheets_.end(), [](const auto& s) {
-        return s->kind() == SheetKind::Worksheet || s->kind() == SheetKind::Macro;
-    }));
+    index_sheets();
+    return static_cast<int>(worksheet_at_.size());
 }
 
 Worksheet* Book::worksheet(int index) {
-    int n = 0;
-    for (auto& s : sheets_) {
-        if (s->kind() != SheetKind::Worksheet && s->kind() != SheetKind::Macro) continue;
-        if (++n == index) return s.get();
-    }
-    return nullptr;
+    index_sheets();
+    if (index < 1 || index > static_cast<int>(worksheet_at_.size())) return nullptr;
+    return sheets_[static_cast<std::size_t>(worksheet_at_[static_cast<std::size_t>(index - 1)])]
+        .get();
 }
 
 Worksheet* Book::worksheet(std::string_view name) {
@@ -487,9 +518,86 @@ Result<void> Book::activate() {
 }
 
 int Book::sheet_position(const Sheet* s) const {
+    if (!s) return -1;
+    index_sheets();
+    // A deleted sheet keeps its last position, where another sheet now stands.
+    const int p = s->position_;
+    if (p >= 0 && p < static_cast<int>(sheets_.size()) &&
+        sheets_[static_cast<std::size_t>(p)].get() == s)
+        return p;
     for (std::size_t i = 0; i < sheets_.size(); ++i)
         if (sheets_[i].get() == s) return static_cast<int>(i);
     return -1;
+}
+
+int Book::worksheet_number(const Sheet* s) const {
+    return sheet_position(s) < 0 ? 0 : s->worksheet_number_;
+}
+
+std::uint64_t Book::cell_budget(const Sheet* reading) {
+    const std::uint64_t limit = cell_limit();
+    auto held = [&] {
+        std::uint64_t n = 0;
+        for (const auto& s : sheets_)
+            if (s.get() != reading) n += s->held_cells();
+        return n;
+    };
+    std::uint64_t others = held();
+    // Past a quarter of the limit, sheets read but not changed let go of their cells: a search
+    // over many large sheets then holds about one at a time. Below it nothing is dropped, so
+    // that code walking several sheets of an ordinary workbook keeps what it read.
+    if (others >= limit / 4) {
+        for (const auto& s : sheets_)
+            if (s.get() != reading) s->release();
+        others = held();
+    }
+    return others >= limit ? 0 : limit - others;
+}
+
+void Book::move_sheet(int from, int to) {
+    index_sheets();
+    const int n = static_cast<int>(sheets_.size());
+    if (from == to || from < 0 || to < 0 || from >= n || to >= n) return;
+    const auto lo = static_cast<std::size_t>(std::min(from, to));
+    const auto hi = static_cast<std::size_t>(std::max(from, to));
+    if (!sheet_elements_.empty()) {
+        pugi::xml_node moved = sheet_elements_[static_cast<std::size_t>(from)];
+        pugi::xml_node anchor = sheet_elements_[static_cast<std::size_t>(to)];
+        pugi::xml_node parent = moved.parent();
+        if (to > from)
+            parent.insert_move_after(moved, anchor);
+        else
+            parent.insert_move_before(moved, anchor);
+    }
+    // The worksheet numbers within the range stay the same set; they are dealt out again in
+    // the new order.
+    int first_number = 0;
+    for (std::size_t i = lo; i <= hi && first_number == 0; ++i)
+        if (sheets_[i]->worksheet_number_ > 0) first_number = sheets_[i]->worksheet_number_;
+    auto rotate = [&](auto& v) {
+        if (to > from)
+            std::rotate(v.begin() + static_cast<std::ptrdiff_t>(lo),
+                        v.begin() + static_cast<std::ptrdiff_t>(lo + 1),
+                        v.begin() + static_cast<std::ptrdiff_t>(hi + 1));
+        else
+            std::rotate(v.begin() + static_cast<std::ptrdiff_t>(lo),
+                        v.begin() + static_cast<std::ptrdiff_t>(hi),
+                        v.begin() + static_cast<std::ptrdiff_t>(hi + 1));
+    };
+    rotate(sheets_);
+    if (!sheet_elements_.empty()) rotate(sheet_elements_);
+    int number = first_number;
+    for (std::size_t i = lo; i <= hi; ++i) {
+        Sheet& s = *sheets_[i];
+        s.position_ = static_cast<int>(i);
+        if (s.worksheet_number_ > 0) {
+            s.worksheet_number_ = number;
+            worksheet_at_[static_cast<std::size_t>(number - 1)] = static_cast<int>(i);
+            ++number;
+        }
+    }
+    loaded_active_tab_ = -1;
+    saved_ = false;
 }
 
 void Book::set_active(Sheet* s) { active_ = s; }
@@ -618,6 +726,10 @@ void Book::fold_string_changes() {
 
 Result<void> Book::flush() {
     if (auto r = flush_vba(); !r) return r;
+    if (app_properties_stale_) {
+        structure::list_sheets_in_app_properties(*this);
+        app_properties_stale_ = false;
+    }
     fold_string_changes();
     // The active tab and the selected flags of the sheets follow the active sheet.
     int active_pos = sheet_position(active_);
@@ -779,7 +891,7 @@ Result<void> Book::save_as(const std::string& path, int file_format) {
         case xlCurrentPlatformText: {
             auto bytes = text_of_active_sheet(file_format);
             if (!bytes) return bytes.error();
-            if (auto r = write_file_atomically(target, *bytes); !r) return r;
+            if (auto r = file::replace_file(target, *bytes); !r) return r;
             format_ = Format::Csv;
             break;
         }

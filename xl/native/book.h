@@ -105,6 +105,10 @@ public:
     Result<WorksheetPart*> part();
     bool loaded() const { return part_ != nullptr; }
     bool part_dirty() const { return part_ && part_->dirty(); }
+    // Cells and rows held in memory (0 when the part is not read).
+    std::uint64_t held_cells() const;
+    // Drops the cells of a part read but not changed; it is read again when next needed.
+    void release();
     // Replaces the part with one built elsewhere (new sheets, CSV).
     void adopt_part(std::unique_ptr<WorksheetPart> p) {
         part_ = std::move(p);
@@ -142,6 +146,11 @@ private:
     bool by_columns_valid_ = false;
     bool comments_loaded_ = false;
     std::vector<std::pair<CellRef, std::string>> comments_;
+    // Kept by the book's sheet index: the place in the sheet list, and the worksheet number
+    // (1-based; 0 for other sheets).
+    friend class Book;
+    int position_ = -1;
+    int worksheet_number_ = 0;
 };
 
 class Book : public xl::Workbook {
@@ -216,8 +225,19 @@ public:
     const Styles& styles();
     bool date1904() const { return date1904_; }
     Format format() const { return format_; }
+    // The sheet list. Code that inserts or removes entries calls structure_changed() after.
     std::vector<std::unique_ptr<Sheet>>& sheets() { return sheets_; }
     int sheet_position(const Sheet* s) const;  // 0-based, -1 when not here
+    int worksheet_number(const Sheet* s) const;  // 1-based among worksheets, 0 when none
+    // The cells that a sheet about to be read may hold: the cell limit less what the other
+    // sheets hold, after the unchanged ones among them let go of theirs.
+    std::uint64_t cell_budget(const Sheet* reading);
+    // Moves the sheet at `from` to `to` (0-based, `to` counted without it) in the sheet list and
+    // its <sheet> element with it, in time proportional to the distance. The caller updates
+    // what refers to sheet positions.
+    void move_sheet(int from, int to);
+    // The document properties list the sheets: written again at the next save.
+    void app_properties_stale() { app_properties_stale_ = true; }
     void set_active(Sheet* s);
     // Records that cell contents changed: the calculation chain goes and a full recalculation
     // is requested for the next open.
@@ -232,6 +252,7 @@ public:
     void structure_changed() {
         loaded_active_tab_ = -1;
         saved_ = false;
+        ++list_version_;
     }
     // Keeps a deleted sheet's object alive until the book closes (callers may hold pointers).
     void retire(std::unique_ptr<Sheet>& sheet) { retired_.push_back(std::move(sheet)); }
@@ -298,6 +319,14 @@ private:
     std::vector<std::int8_t> memo_;
     bool cells_changed_ = false;
     std::vector<std::unique_ptr<Sheet>> retired_;
+    bool app_properties_stale_ = false;
+    // The sheet index: rebuilt on first use after the list changed (list_version_ moved on).
+    void index_sheets() const;
+    std::uint64_t list_version_ = 0;
+    mutable std::uint64_t indexed_version_ = ~std::uint64_t{0};
+    mutable std::size_t indexed_size_ = 0;
+    mutable std::vector<int> worksheet_at_;  // worksheet number - 1 -> position
+    mutable std::vector<pugi::xml_node> sheet_elements_;  // position -> <sheet>, or empty
     Result<void> flush_vba();
     std::shared_ptr<VbaBinding> vba_;  // read on first use
 };

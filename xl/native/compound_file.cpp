@@ -175,4 +175,47 @@ Result<std::string> write(const Node& root) {
     return std::string(reinterpret_cast<const char*>(data), static_cast<std::size_t>(size));
 }
 
+namespace {
+
+// UTF-16LE "EncryptedPackage", the stream an encrypted OOXML file keeps in its container.
+bool has_encrypted_package_name(std::string_view bytes) {
+    static const std::string needle = [] {
+        std::string s;
+        for (char c : std::string_view("EncryptedPackage")) {
+            s += c;
+            s += '\0';
+        }
+        return s;
+    }();
+    return bytes.find(needle) != std::string_view::npos;
+}
+
+// The records of the globals substream, up to their EOF (0x000A): a FILEPASS (0x002F) among them
+// means the records after it are encrypted.
+bool biff_has_filepass(std::string_view stream) {
+    std::size_t at = 0;
+    for (int records = 0; at + 4 <= stream.size() && records < 4096; ++records) {
+        auto u16 = [&](std::size_t i) {
+            return static_cast<unsigned>(static_cast<unsigned char>(stream[i])) |
+                   static_cast<unsigned>(static_cast<unsigned char>(stream[i + 1])) << 8;
+        };
+        const unsigned id = u16(at);
+        if (id == 0x002F) return true;
+        if (id == 0x000A) return false;
+        at += 4 + u16(at + 2);
+    }
+    return false;
+}
+
+}  // namespace
+
+bool encrypted_workbook(std::string_view bytes) {
+    auto root = read(bytes, "");
+    if (!root) return has_encrypted_package_name(bytes);
+    if (root->child("EncryptedPackage") && root->child("EncryptionInfo")) return true;
+    for (const char* name : {"Workbook", "Book"})
+        if (const Node* n = root->child(name); n && !n->storage) return biff_has_filepass(n->data);
+    return false;
+}
+
 }  // namespace sheaflow::xl::native::cfb

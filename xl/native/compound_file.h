@@ -46,4 +46,10 @@ Result<Node> read(std::string_view bytes, const std::string& display);
 // Writes the tree as a compound file.
 Result<std::string> write(const Node& root);
 
+// Whether a compound file is a password-protected workbook: an OOXML package kept encrypted
+// (EncryptionInfo and EncryptedPackage streams) or a binary workbook (.xls) whose globals begin
+// with a FILEPASS record (RC4, CryptoAPI and XOR obfuscation alike). A container too damaged to
+// read is looked through for the encrypted package's stream name.
+bool encrypted_workbook(std::string_view bytes);
+
 }  // namespace sheaflow::xl::native::cfb

@@ -1,8 +1,13 @@
 #include "xl/native/package.h"
 
-#include <algorithm>
+#include <unistd.h>
 
-#include "xl/native/safe_file.h"
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+#include <utility>
+
+#include "util/safe_save.h"
 
 namespace sheaflow::xl::native {
 
@@ -27,7 +32,159 @@ struct ZipFileClose {
 };
 using ZipFile = std::unique_ptr<zip_file_t, ZipFileClose>;
 
+// A libzip source that writes the new archive straight to the descriptor of a save's temporary
+// file (libzip's own file source would write yet another temporary file beside it), and keeps
+// the errno of a failed write for the message.
+struct FdSink {
+    int fd = -1;
+    int write_errno = 0;
+    zip_error_t error{};
+};
+
+zip_int64_t fd_sink(void* user, void* data, zip_uint64_t len, zip_source_cmd_t cmd) {
+    auto* s = static_cast<FdSink*>(user);
+    switch (cmd) {
+        case ZIP_SOURCE_SUPPORTS:
+            return ZIP_SOURCE_SUPPORTS_WRITABLE;
+        case ZIP_SOURCE_STAT:
+            // Nothing there yet: the archive is created from scratch.
+            zip_error_set(&s->error, ZIP_ER_READ, ENOENT);
+            return -1;
+        case ZIP_SOURCE_ERROR:
+            return zip_error_to_data(&s->error, data, len);
+        case ZIP_SOURCE_OPEN:
+        case ZIP_SOURCE_READ:
+        case ZIP_SOURCE_CLOSE:
+        case ZIP_SOURCE_SEEK:
+        case ZIP_SOURCE_TELL:
+        case ZIP_SOURCE_FREE:
+        case ZIP_SOURCE_COMMIT_WRITE:
+        case ZIP_SOURCE_ROLLBACK_WRITE:
+        case ZIP_SOURCE_REMOVE:
+            return 0;
+        case ZIP_SOURCE_BEGIN_WRITE:
+            if (::lseek(s->fd, 0, SEEK_SET) < 0 || ::ftruncate(s->fd, 0) != 0) {
+                s->write_errno = errno;
+                zip_error_set(&s->error, ZIP_ER_WRITE, errno);
+                return -1;
+            }
+            return 0;
+        case ZIP_SOURCE_WRITE: {
+            const char* p = static_cast<const char*>(data);
+            zip_uint64_t done = 0;
+            while (done < len) {
+                ssize_t n = ::write(s->fd, p + done, len - done);
+                if (n < 0 && errno == EINTR) continue;
+                if (n < 0) {
+                    s->write_errno = errno;
+                    zip_error_set(&s->error, ZIP_ER_WRITE, errno);
+                    return -1;
+                }
+                done += static_cast<zip_uint64_t>(n);
+            }
+            return static_cast<zip_int64_t>(len);
+        }
+        case ZIP_SOURCE_SEEK_WRITE: {
+            auto* args = ZIP_SOURCE_GET_ARGS(zip_source_args_seek_t, data, len, &s->error);
+            if (!args) return -1;
+            if (::lseek(s->fd, args->offset, args->whence) < 0) {
+                zip_error_set(&s->error, ZIP_ER_SEEK, errno);
+                return -1;
+            }
+            return 0;
+        }
+        case ZIP_SOURCE_TELL_WRITE: {
+            off_t at = ::lseek(s->fd, 0, SEEK_CUR);
+            if (at < 0) zip_error_set(&s->error, ZIP_ER_TELL, errno);
+            return at;
+        }
+        default:
+            zip_error_set(&s->error, ZIP_ER_OPNOTSUPP, 0);
+            return -1;
+    }
+}
+
+// Strict and transitional forms of the same names. A longer name comes before a name that is
+// its start.
+constexpr std::pair<std::string_view, std::string_view> kStrictNames[] = {
+    {"http://purl.oclc.org/ooxml/officeDocument/relationships/extendedProperties",
+     "http://schemas.openxmlformats.org/officeDocument/2006/relationships/extended-properties"},
+    {"http://purl.oclc.org/ooxml/officeDocument/relationships/customProperties",
+     "http://schemas.openxmlformats.org/officeDocument/2006/relationships/custom-properties"},
+    {"http://purl.oclc.org/ooxml/officeDocument/relationships",
+     "http://schemas.openxmlformats.org/officeDocument/2006/relationships"},
+    {"http://purl.oclc.org/ooxml/spreadsheetml/main",
+     "http://schemas.openxmlformats.org/spreadsheetml/2006/main"},
+    {"http://purl.oclc.org/ooxml/drawingml/main",
+     "http://schemas.openxmlformats.org/drawingml/2006/main"},
+    {"http://purl.oclc.org/ooxml/drawingml/spreadsheetDrawing",
+     "http://schemas.openxmlformats.org/drawingml/2006/spreadsheetDrawing"},
+    {"http://purl.oclc.org/ooxml/drawingml/chart",
+     "http://schemas.openxmlformats.org/drawingml/2006/chart"},
+    {"http://purl.oclc.org/ooxml/drawingml/picture",
+     "http://schemas.openxmlformats.org/drawingml/2006/picture"},
+    {"http://purl.oclc.org/ooxml/officeDocument/extendedProperties",
+     "http://schemas.openxmlformats.org/officeDocument/2006/extended-properties"},
+    {"http://purl.oclc.org/ooxml/officeDocument/customProperties",
+     "http://schemas.openxmlformats.org/officeDocument/2006/custom-properties"},
+    {"http://purl.oclc.org/ooxml/officeDocument/docPropsVTypes",
+     "http://schemas.openxmlformats.org/officeDocument/2006/docPropsVTypes"},
+    {"http://purl.oclc.org/ooxml/officeDocument/sharedTypes",
+     "http://schemas.openxmlformats.org/officeDocument/2006/sharedTypes"},
+    {"http://purl.oclc.org/ooxml/officeDocument/math",
+     "http://schemas.openxmlformats.org/officeDocument/2006/math"},
+};
+
+bool xml_like(std::string_view name) {
+    std::string lower = lower_ascii(name);
+    return lower.ends_with(".xml") || lower.ends_with(".rels") || lower.ends_with(".vml");
+}
+
 }  // namespace
+
+std::string translate_strict(std::string_view xml, bool to_transitional) {
+    std::string out;
+    std::size_t done = 0;
+    std::size_t at = 0;
+    while ((at = xml.find("http://", at)) != std::string_view::npos) {
+        // Only at the start of an attribute value.
+        if (at == 0 || (xml[at - 1] != '"' && xml[at - 1] != '\'')) {
+            at += 7;
+            continue;
+        }
+        std::string_view rest = xml.substr(at);
+        bool replaced = false;
+        for (std::size_t k = 0; k < std::size(kStrictNames); ++k) {
+            const auto& [strict, transitional] = kStrictNames[k];
+            std::string_view from = to_transitional ? strict : transitional;
+            std::string_view to = to_transitional ? transitional : strict;
+            if (rest.substr(0, from.size()) != from) continue;
+            // The whole value, or a name followed by "/..." (a relationship type).
+            const char next = rest.size() > from.size() ? rest[from.size()] : '\0';
+            if (next != '"' && next != '\'' && next != '/') continue;
+            // A value that would come out as one of the longer names is left alone, so that
+            // a translation there and back gives the same bytes.
+            const std::string candidate = std::string(to) + std::string(rest.substr(from.size(), 64));
+            bool collides = false;
+            for (std::size_t j = 0; j < k; ++j) {
+                std::string_view longer = to_transitional ? kStrictNames[j].second : kStrictNames[j].first;
+                collides = collides || candidate.rfind(longer, 0) == 0;
+            }
+            if (collides) break;
+            if (out.empty()) out.reserve(xml.size() + 256);
+            out.append(xml.substr(done, at - done));
+            out.append(to);
+            at += from.size();
+            done = at;
+            replaced = true;
+            break;
+        }
+        if (!replaced) at += 7;
+    }
+    if (done == 0) return std::string(xml);
+    out.append(xml.substr(done));
+    return out;
+}
 
 Package::~Package() {
     zip_.reset();
@@ -39,11 +196,14 @@ Error Package::broken(const std::string& detail) const {
 }
 
 Result<std::unique_ptr<Package>> Package::open_file(const std::string& path) {
+    // Opened without blocking (a FIFO put in the file's place would hang the run) and only
+    // when it is a regular file.
+    auto fd = file::open_regular(path);
+    if (!fd) return fd.error();
     int err = 0;
-    zip_t* z = zip_open(path.c_str(), ZIP_RDONLY, &err);
+    zip_t* z = zip_fdopen(*fd, ZIP_RDONLY, &err);
     if (!z) {
-        if (err == ZIP_ER_NOENT)
-            return Error::make(Error::Code::NotFound, "ファイルがありません", path);
+        ::close(*fd);
         if (err == ZIP_ER_OPEN || err == ZIP_ER_READ)
             return Error::make(Error::Code::Io, "ファイルを読み込めません", path);
         return Error::make(Error::Code::BadFormat, "zip 形式として壊れています", path);
@@ -187,7 +347,9 @@ Result<std::string> Package::read(std::string_view name) const {
                            std::string(name));
     if (e->data) return *e->data;
     if (e->source_index < 0) return std::string();
-    return inflate(*e, kMaxPartSize + 1);
+    auto bytes = inflate(*e, kMaxPartSize + 1);
+    if (bytes && strict_ && xml_like(e->name)) return translate_strict(*bytes, true);
+    return bytes;
 }
 
 Result<std::string> Package::read_prefix(std::string_view name, std::size_t max_bytes) const {
@@ -197,7 +359,9 @@ Result<std::string> Package::read_prefix(std::string_view name, std::size_t max_
                            std::string(name));
     if (e->data) return e->data->substr(0, max_bytes);
     if (e->source_index < 0) return std::string();
-    return inflate(*e, max_bytes);
+    auto bytes = inflate(*e, max_bytes);
+    if (bytes && strict_ && xml_like(e->name)) return translate_strict(*bytes, true);
+    return bytes;
 }
 
 std::uint64_t Package::size(std::string_view name) const {
@@ -243,20 +407,42 @@ bool Package::any_changed() const {
 }
 
 Result<void> Package::save(const std::string& path) const {
-    return write_atomically(path, [&](const std::string& temp) -> Result<void> {
-        int err = 0;
-        zip_t* raw = zip_open(temp.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &err);
-        if (!raw) return Error::make(Error::Code::Io, "一時ファイルを開けません", path);
-        ZipArchive out(raw);
+    return file::replace_file(path, [&](int fd, const std::string&) -> Result<void> {
         auto fail = [&](const std::string& what) {
             return Error::make(Error::Code::Io,
                                "ファイル「" + path + "」を保存できません（" + what + "）。", path);
         };
+        FdSink sink;
+        sink.fd = fd;
+        zip_error_init(&sink.error);
+        zip_error_t error;
+        zip_error_init(&error);
+        zip_source_t* target = zip_source_function_create(fd_sink, &sink, &error);
+        if (!target) {
+            zip_error_fini(&error);
+            return fail(file::errno_text(ENOMEM));
+        }
+        zip_t* raw = zip_open_from_source(target, ZIP_CREATE | ZIP_TRUNCATE, &error);
+        if (!raw) {
+            std::string why = zip_error_strerror(&error);
+            zip_error_fini(&error);
+            zip_source_free(target);
+            return fail(why);
+        }
+        zip_error_fini(&error);
+        ZipArchive out(raw);
+        // The strict forms of the parts written (libzip reads the buffers at close).
+        std::vector<std::string> strict_parts;
+        strict_parts.reserve(entries_.size());
         for (const Entry& e : entries_) {
             if (e.removed) continue;
             zip_source_t* src = nullptr;
             bool copied = false;
-            if (e.data) {
+            if (e.data && strict_ && xml_like(e.name)) {
+                strict_parts.push_back(translate_strict(*e.data, false));
+                src = zip_source_buffer(out.get(), strict_parts.back().data(),
+                                        strict_parts.back().size(), 0);
+            } else if (e.data) {
                 src = zip_source_buffer(out.get(), e.data->data(), e.data->size(), 0);
             } else if (e.source_index >= 0) {
                 // Whole-entry source: libzip copies the compressed bytes as they are.
@@ -281,9 +467,12 @@ Result<void> Package::save(const std::string& path) const {
         }
         zip_t* z = out.release();
         if (zip_close(z) != 0) {
-            std::string why = zip_error_text(z);
+            std::string why = sink.write_errno ? file::errno_text(sink.write_errno)
+                                               : std::string(zip_error_text(z));
             zip_discard(z);
-            return fail(why);
+            Error e = fail(why);
+            e.whole_run = file::errno_is_whole_run(sink.write_errno);
+            return e;
         }
         return {};
     });

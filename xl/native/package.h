@@ -19,6 +19,11 @@
 
 namespace sheaflow::xl::native {
 
+// The namespaces and relationship types of a Strict Open XML part given in their transitional
+// form (`to_transitional`), or the other way round. Only attribute values that begin with one of
+// them change, so that a cell's text that happens to hold one stays as it is.
+std::string translate_strict(std::string_view xml, bool to_transitional);
+
 // Largest inflated size of one part; beyond it a part counts as a zip bomb.
 inline constexpr std::uint64_t kMaxPartSize = std::uint64_t{1} << 30;
 
@@ -63,6 +68,12 @@ public:
     // the new file is complete.
     Result<void> save(const std::string& path) const;
 
+    // A Strict Open XML package: its XML parts are read with the transitional namespaces and
+    // relationship types in place of the strict ones (the vocabulary the engine knows), and the
+    // parts written back go out strict again. Parts not written are copied as they are.
+    void set_strict(bool strict) { strict_ = strict; }
+    bool strict() const { return strict_; }
+
 private:
     Package() = default;
     struct Entry {
@@ -79,6 +90,7 @@ private:
     Result<std::string> inflate(const Entry& e, std::uint64_t limit) const;
     Error broken(const std::string& detail) const;
 
+    bool strict_ = false;
     std::string source_bytes_;  // the archive when opened from memory
     ZipArchive zip_;
     std::vector<Entry> entries_;

@@ -68,15 +68,7 @@ int Sheet::type() const {
     return xlWorksheet;
 }
 
-int Sheet::index() const {
-    if (!has_cells()) return 0;
-    int n = 0;
-    for (const auto& s : book_.sheets()) {
-        if (s->has_cells()) ++n;
-        if (s.get() == this) return n;
-    }
-    return 0;
-}
+int Sheet::index() const { return book_.worksheet_number(this); }
 
 Result<void> Sheet::activate() {
     book_.set_active(this);
@@ -109,12 +101,32 @@ Result<WorksheetPart*> Sheet::part() {
                                   e.path.empty() ? part_name_ : e.path);
         return *load_error_;
     };
-    if (auto r = p->parse(std::move(*bytes), part_name_); !r) return refuse(r.error());
+    // Memory follows the real content: the whole workbook's cells stay within the limit.
+    const std::uint64_t budget = book_.cell_budget(this);
+    if (auto r = p->parse(std::move(*bytes), part_name_, budget); !r) {
+        Error e = r.error();
+        if (e.code == Error::Code::TooLarge && budget < cell_limit())
+            e.message = "ブック全体のセルの数が上限（" + std::to_string(cell_limit()) +
+                        " 個）を超えています";
+        return refuse(e);
+    }
     // Cells name their strings by number: without a readable table of the right size they
     // cannot be read, and a string added would be written into a new table that loses the rest.
     if (auto r = book_.check_string_references(p->table()); !r) return refuse(r.error());
     part_ = std::move(p);
     return part_.get();
+}
+
+std::uint64_t Sheet::held_cells() const {
+    if (!part_) return 0;
+    return part_->table().cells.size() + part_->table().rows.size();
+}
+
+void Sheet::release() {
+    if (!part_ || part_->dirty()) return;
+    part_.reset();
+    by_columns_.clear();
+    by_columns_valid_ = false;
 }
 
 Result<void> Sheet::check() {
@@ -641,6 +653,8 @@ Result<bool> Sheet::replace(const Area& area, const FindSpec& criteria,
         }
         if (auto r = enter(ch.at, ch.text); !r)
             refused.push_back(format_address(Area{ch.at.row, ch.at.col, ch.at.row, ch.at.col}));
+        else
+            ++book_.application().find_state.replaced_cells;
     }
     if (!refused.empty()) {
         std::string list = refused.front();

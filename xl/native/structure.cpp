@@ -48,10 +48,12 @@ void rename_in_app_properties(Book& b, std::string_view old_name, std::string_vi
     if (changed) b.package().write(*stored, xml::save(doc));
 }
 
+}  // namespace
+
 // After a sheet is added, removed or moved, the document properties list the worksheets and
 // chart sheets again in their new order, with their counts, as the application does on save.
 // Groups the application did not write (or that name other things) stay as they are.
-void list_sheets_in_app_properties(Book& b) {
+void structure::list_sheets_in_app_properties(Book& b) {
     auto stored = b.package().find(kAppPropsPart);
     if (!stored) return;
     auto bytes = b.package().read(*stored);
@@ -113,6 +115,8 @@ void list_sheets_in_app_properties(Book& b) {
     b.package().write(*stored, xml::save(doc));
 }
 
+namespace {
+
 void rename_pivot_sources(Book& b, std::string_view old_name, std::string_view new_name) {
     auto ct = b.content_types();
     if (!ct) return;
@@ -134,9 +138,9 @@ Result<void> structure_unlocked(Book& b, const std::string& what) {
 
 // The sheet of this book that `w` is, or nullptr (also for a sheet of another book).
 Sheet* own_sheet(Book& b, Worksheet* w) {
-    for (auto& s : b.sheets())
-        if (s.get() == w) return s.get();
-    return nullptr;
+    if (!w || &w->parent() != static_cast<Workbook*>(&b)) return nullptr;
+    auto* s = static_cast<Sheet*>(w);
+    return b.sheet_position(s) >= 0 ? s : nullptr;
 }
 
 }  // namespace
@@ -191,7 +195,7 @@ Result<Worksheet*> Book::add_worksheet(Worksheet* before, Worksheet* after) {
     app_.set_active(this);
     cells_changed();
     structure_changed();
-    list_sheets_in_app_properties(*this);
+    app_properties_stale();
     return static_cast<Worksheet*>(raw);
 }
 
@@ -245,7 +249,7 @@ Result<void> Sheet::delete_sheet() {
     // Last: the book keeps the object so that a caller's pointer stays valid until it closes.
     b.retire(sheets[static_cast<std::size_t>(position)]);
     sheets.erase(sheets.begin() + position);
-    list_sheets_in_app_properties(b);
+    b.app_properties_stale();
     return {};
 }
 
@@ -268,36 +272,26 @@ Result<void> Sheet::move(Worksheet* before, Worksheet* after) {
         return delete_sheet();
     }
     if (target == this) return {};
-    auto& sheets = b.sheets();
     const int from = b.sheet_position(this);
     int to = b.sheet_position(target) + (after ? 1 : 0);
     if (to > from) --to;
     if (to == from) return {};
     if (auto r = structure_unlocked(b, "シート「" + name_ + "」を移動"); !r) return r;
     WorkbookPart& wp = b.workbook_part();
-    // The <sheet> elements are put in the new order as a whole.
-    std::vector<pugi::xml_node> elements;
-    for (int i = 0; pugi::xml_node e = sheet_element(wp, i); ++i) elements.push_back(e);
-    if (from < static_cast<int>(elements.size()) && to < static_cast<int>(elements.size())) {
-        pugi::xml_node e = elements[static_cast<std::size_t>(from)];
-        elements.erase(elements.begin() + from);
-        elements.insert(elements.begin() + to, e);
-        pugi::xml_node list = e.parent();
-        for (pugi::xml_node n : elements) list.append_move(n);
-    }
-    auto moved = std::move(sheets[static_cast<std::size_t>(from)]);
-    sheets.erase(sheets.begin() + from);
-    sheets.insert(sheets.begin() + to, std::move(moved));
+    // A move costs the distance it goes, not the length of the list: sorting many sheets by
+    // exchanges moves each one step at a time.
+    b.move_sheet(from, to);
     remap_sheet_indexes(wp, [&](int i) {
         if (i == from) return to;
         if (from < to && i > from && i <= to) return i - 1;
         if (to < from && i >= to && i < from) return i + 1;
         return i;
     });
+    // move_sheet kept the sheet index and marked the tabs for the next save; the list itself
+    // is not rebuilt.
     wp.mark_dirty();
     b.cells_changed();
-    b.structure_changed();
-    list_sheets_in_app_properties(b);
+    b.app_properties_stale();
     return {};
 }
 
@@ -338,7 +332,7 @@ Result<Worksheet*> Sheet::copy(Worksheet* before, Worksheet* after) {
     Book& dest = static_cast<Book&>(anchor->parent());
     if (auto r = structure_unlocked(dest, "シートをコピー"); !r) return r.error();
     auto copied = copy_sheet(*this, dest, before, after);
-    if (copied) list_sheets_in_app_properties(dest);
+    if (copied) dest.app_properties_stale();
     return copied;
 }
 

@@ -58,6 +58,10 @@ std::vector<pugi::xml_node> defined_names(WorkbookPart& wp);
 // names are removed). Covers defined names' localSheetId and the first visible tab.
 void remap_sheet_indexes(WorkbookPart& wp, const std::function<int(int)>& map);
 
+// The document properties list the worksheets and chart sheets again in their current order
+// (done once at save, however many sheets moved).
+void list_sheets_in_app_properties(Book& b);
+
 // The current text of a sheet's part (with changes not yet written to the package).
 Result<std::string> sheet_text(Book& b, Sheet& s);
 // Replaces a sheet's part text (the loaded part object too, when there is one).

@@ -200,7 +200,8 @@ std::uint64_t& configured_cell_limit() {
 std::uint64_t cell_limit() { return configured_cell_limit(); }
 void set_cell_limit(std::uint64_t cells) { configured_cell_limit() = cells; }
 
-Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_name) {
+Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_name,
+                                  std::uint64_t max_cells) {
     auto text = xml::to_utf8(std::move(xml_text));
     if (!text) return broken(part_name);
     source_ = std::move(*text);
@@ -230,7 +231,6 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
                               part_name);
         return false;
     };
-    const std::uint64_t max_cells = cell_limit();
 
     auto read_sheet_data = [&]() -> bool {
         std::int32_t prev_row = 0;
@@ -320,7 +320,7 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
                     next_col = col + 1;
                     // <c/> says nothing: not kept, so that memory follows the real content.
                     if (ct.self_closing && cell.style == 0 && !other_attrs) continue;
-                    if (table_.cells.size() >= max_cells) {
+                    if (table_.cells.size() + table_.rows.size() >= max_cells) {
                         refusal = Error::make(Error::Code::TooLarge,
                                               "セルの数が上限（" + std::to_string(max_cells) +
                                                   " 個）を超えています",
@@ -453,6 +453,14 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
                 row.raw_end = row.tag_end;
             }
             row.last = static_cast<std::uint32_t>(table_.cells.size());
+            // Rows count too: millions of empty rows take memory as cells do.
+            if (table_.cells.size() + table_.rows.size() >= max_cells) {
+                refusal = Error::make(Error::Code::TooLarge,
+                                      "セルと行の数が上限（" + std::to_string(max_cells) +
+                                          " 個）を超えています",
+                                      part_name);
+                return false;
+            }
             table_.rows.push_back(row);
         }
     };

@@ -23,8 +23,10 @@ void set_cell_limit(std::uint64_t cells);
 
 class WorksheetPart {
 public:
-    // Reads a part. Its text is kept for writing back.
-    Result<void> parse(std::string xml, const std::string& part_name);
+    // Reads a part. Its text is kept for writing back. A part holding more than `max_cells`
+    // cells and rows together is refused.
+    Result<void> parse(std::string xml, const std::string& part_name,
+                       std::uint64_t max_cells = cell_limit());
     // An empty worksheet (new workbooks).
     static std::string empty_xml(bool tab_selected);
     // Reads the head of a part only (up to its cells): the code name and the selected flag.
