@@ -10,6 +10,7 @@ void Final_Process(RecordStore& store, ResultTable& table, const std::vector<std
         const RecordStore::Record& rec = store.record(i);
         if (i > 0 && rec.key(0) != store.record(i - 1).key(0)) table.new_row();
         table.new_row();
+        table.set_row_source(table.last_row(), rec.source);
         if (fill) fill(rec, table);
     }
     for (std::size_t c = 0; c < titles.size(); ++c) table.set_title(static_cast<int>(c), titles[c]);

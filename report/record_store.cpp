@@ -59,7 +59,7 @@ void RecordStore::add(std::vector<std::string> keys, std::vector<std::string> de
     if (!keys.empty()) used_keys_ = std::max(used_keys_, static_cast<int>(keys.size()));
     Block& b = *blocks_[block];
     b.last_slot = slot;
-    b.records[static_cast<std::size_t>(slot)] = Record{std::move(keys), std::move(detail)};
+    b.records[static_cast<std::size_t>(slot)] = Record{std::move(keys), std::move(detail), source_};
     if (show_progress_ && (count_ % kProgressEvery == 0)) {
         progress_shown_ = true;
         progress(counted("読込中", count_ + 1));

@@ -21,6 +21,7 @@ public:
     struct Record {
         std::vector<std::string> keys;    // keys 0.. up to the last non-empty one
         std::vector<std::string> detail;  // the operation's detail fields
+        std::string source;               // the folder of the workbook it was found in
         // Key k ("" when not given).
         const std::string& key(int k) const;
         // Detail field i ("" when not given).
@@ -42,6 +43,8 @@ public:
     void add(std::vector<std::string> keys, std::vector<std::string> detail);
     // The same from a full array of keys, as an operation fills it key by key.
     void add_keys(const Keys& keys, std::vector<std::string> detail);
+    // The folder of the workbook whose findings are now added (set by the run driver).
+    void set_source(std::string folder) { source_ = std::move(folder); }
 
     // The last record index, -1 when the store is empty.
     std::int32_t count() const { return count_; }
@@ -74,6 +77,7 @@ private:
 
     std::vector<std::unique_ptr<Block>> blocks_;
     std::int32_t count_ = -1;
+    std::string source_;
     int used_keys_ = 1;
     bool any_key_ = false;
     bool show_progress_ = false;

@@ -8,6 +8,7 @@ ResultTable::ResultTable(std::function<void(const std::string&)> on_full)
 void ResultTable::clear() {
     rows_.clear();
     titles_.clear();
+    sources_.clear();
 }
 
 void ResultTable::new_row() {
@@ -16,6 +17,22 @@ void ResultTable::new_row() {
         return;
     }
     rows_.emplace_back();
+    sources_.resize(rows_.size() - 1);
+    sources_.push_back(source_);
+}
+
+const std::string& ResultTable::row_source(int row) const {
+    static const std::string kEmpty;
+    // Rows erased or moved by other means leave the folders out of step: none is known then.
+    if (sources_.size() != rows_.size() || row < 0 || row >= static_cast<int>(rows_.size()))
+        return kEmpty;
+    return sources_[static_cast<std::size_t>(row)];
+}
+
+void ResultTable::set_row_source(int row, std::string folder) {
+    if (row < 0 || row >= static_cast<int>(rows_.size())) return;
+    sources_.resize(rows_.size());
+    sources_[static_cast<std::size_t>(row)] = std::move(folder);
 }
 
 void ResultTable::set(int col, std::string text) {

@@ -46,10 +46,20 @@ public:
     // Sets a cell of any row that exists.
     void set_cell(int row, int col, std::string text);
 
+    // The folder of the workbook whose findings the rows now added belong to; the run driver
+    // sets it before each file, so that a list over subfolders can tell same-named files apart.
+    void set_source(std::string folder) { source_ = std::move(folder); }
+    const std::string& source() const { return source_; }
+    // The folder a row was added under ("" when not known, or when rows were rearranged since).
+    const std::string& row_source(int row) const;
+    void set_row_source(int row, std::string folder);
+
 private:
     std::function<void(const std::string&)> on_full_;
     std::vector<Row> rows_;
     Row titles_;
+    std::string source_;
+    std::vector<std::string> sources_;  // per row
 };
 
 }  // namespace sheaflow::report

@@ -4,11 +4,15 @@
 #include <ctime>
 #include <exception>
 #include <filesystem>
+#include <set>
 
+#include "report/record_store.h"
+#include "report/result_table.h"
 #include "run/locks.h"
 #include "run/session.h"
 #include "shell/operation.h"
 #include "util/file.h"
+#include "util/safe_save.h"
 #include "util/text.h"
 #include "xl/xl.h"
 
@@ -128,7 +132,19 @@ private:
     bool saves_itself_ = false;
     bool stop_ = false;          // end the run after the current file
     bool update_error_ = false;  // an error was pending after the executor: no save
+    std::string halt_reason_;    // why the run stops after the current file
+    std::int64_t replaced_cells_ = 0;  // cells replaced in the files saved
 };
+
+// Removes what saves killed in an earlier run left in the targets' folders.
+void remove_stale_save_files(const std::vector<std::string>& targets, std::time_t started) {
+    std::set<std::string> folders;
+    for (const std::string& t : targets) {
+        auto slash = t.rfind('/');
+        folders.insert(slash == std::string::npos ? "." : slash == 0 ? "/" : t.substr(0, slash));
+    }
+    for (const std::string& folder : folders) (void)file::remove_stale_save_files(folder, started);
+}
 
 RunOutcome Driver::run() {
     const Clock::time_point start = Clock::now();
@@ -183,6 +199,7 @@ RunOutcome Driver::run() {
     locks_.Up_File_LockAll(targets);
     for (const std::string& t : targets)
         s.target_files.insert(std::filesystem::path(t).lexically_normal().string());
+    remove_stale_save_files(targets, Clock::to_time_t(start));
     s.processed = 0;
 
     if (proc_->collects) {
@@ -210,11 +227,23 @@ RunOutcome Driver::run() {
             std::string ext = upper_extension(f.name);
             if (!is_target_extension(ext)) continue;
             host_.progress_file(++number, total, f.name);
+            // Rows and records found from here on belong to this file's folder.
+            table_.set_source(f.folder);
+            store_.set_source(f.folder);
             s.folder = f.folder;
             s.file_name = f.name;
             s.extension = ext;
             host_.progress(f.name + " " + req_.name + "、" + req_.category);
             if (proc_->skip && proc_->skip(s)) continue;
+            const std::string path = f.full_path();
+            if (!locks_.holds(path)) {
+                // Another run or program took the file after the check: it is left to them.
+                if (std::string held = Excel_FileName_Error_Text(path); !held.empty()) {
+                    s.append_error_line(stamp(Clock::now()) + " " + held);
+                    ++out_.failed_files;
+                    continue;
+                }
+            }
 
             ++s.processed;
             if (s.processed >= 2) {
@@ -222,14 +251,21 @@ RunOutcome Driver::run() {
                 app_->screen_updating = req_.show_application;
                 s.yield();
             }
-            const std::string path = f.full_path();
             f.selected = false;
-            locks_.Up_File_UnLock(path);
+            // The lock stays on while the file is opened and saved, so that no other run reads it
+            // in between; the office bridge opens .xls files itself and needs them unlocked.
+            const bool bridge = ext == "XLS";
+            if (bridge) locks_.Up_File_UnLock(path);
             const std::size_t errors_before = s.error_text.size();
             excel_process(f);
             if (s.error_text.size() > errors_before) ++out_.failed_files;
-            (void)locks_.Up_File_Lock(path);
+            if (bridge || updates_) (void)locks_.relock(path);
             f.selected = true;
+            if (!halt_reason_.empty()) {
+                // A failure that every later save would meet too (a full disk): the run stops.
+                host_.progress(halt_reason_);
+                s.cancel = true;
+            }
 
             if (stop_) {
                 host_.progress(kCancelled);
@@ -260,6 +296,7 @@ RunOutcome Driver::run() {
     locks_.Up_File_UnLockAll();
     app_->visible = true;
     app_->screen_updating = true;
+    table_.set_source({});
     if (proc_->final)
         if (auto r = call(proc_->final, s); !r) s.update_error_text(error_message(r.error()));
 
@@ -347,6 +384,7 @@ void Driver::excel_process(TargetFile& file) {
     xl::Application& app = *app_;
     update_error_ = false;
     stop_ = s.processed == 1;
+    const std::int64_t replaced_before = app.find_state.replaced_cells;
     if (proc_->no_events) app.enable_events = false;
 
     s.book_name = file.name;
@@ -411,9 +449,14 @@ void Driver::excel_process(TargetFile& file) {
                     ++out_.unchanged;
                     host_.progress(s.book_name + " " + kUnchanged);
                 } else if (auto r = active->save_as(s.full_path(), *format); !r) {
+                    // The failure is this file's: the file stays as it was and the run goes on,
+                    // unless every later save would fail alike.
                     error_line(kWriteError, error_message(r.error()));
-                    keep_stop = true;
+                    if (r.error().whole_run)
+                        halt_reason_ = std::string(kCancelled) + "（" + error_message(r.error()) +
+                                       "）";
                 } else {
+                    replaced_cells_ += app.find_state.replaced_cells - replaced_before;
                     std::string through = active->opened_through();
                     host_.progress(s.book_name + " " + s.sheet_name +
                                    (through.empty() ? "" : "（" + through + " で保存）"));
@@ -510,6 +553,10 @@ void Driver::finish(Clock::time_point start) {
         if (out_.unchanged > 0)
             counts += "（うち変更なし " + std::to_string(out_.unchanged) + " 件）";
         counts += "　エラー " + std::to_string(out_.failed_files) + " 件";
+        if (session_->cells_found > 0)
+            counts += "　見つかったセル " + std::to_string(session_->cells_found) + " 件";
+        if (replaced_cells_ > 0)
+            counts += "　置換したセル " + std::to_string(replaced_cells_) + " 件";
         out_.completion_text += counts;
     }
     if (!out_.output_path.empty())

@@ -15,10 +15,11 @@ namespace {
 // readers that lock out), else read-only with a read lock (still keeps every writer out).
 int open_and_lock(const std::string& path) {
     short type = F_WRLCK;
-    int fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY);
-    if (fd < 0 && (errno == EACCES || errno == EROFS || errno == EPERM)) {
+    // Never blocks: a FIFO or a device at the path is opened at once and then refused.
+    int fd = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (fd < 0 && (errno == EACCES || errno == EROFS || errno == EPERM || errno == ETXTBSY)) {
         type = F_RDLCK;
-        fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+        fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     }
     if (fd < 0) return -1;
     struct stat st {};
@@ -79,6 +80,27 @@ void FileLocks::Up_File_UnLock(const std::string& path) {
     held_.erase(it);
 }
 
+bool FileLocks::relock(const std::string& path) {
+    auto it = held_.find(path);
+    if (it == held_.end()) return Up_File_Lock(path);
+    const int old_fd = it->second;
+    // Still the same file (nothing was saved): the lock held is the right one.
+    struct stat held {}, now {};
+    if (::fstat(old_fd, &held) == 0 && ::stat(path.c_str(), &now) == 0 &&
+        held.st_dev == now.st_dev && held.st_ino == now.st_ino)
+        return true;
+    int fd = open_and_lock(path);
+    if (fd < 0) {
+        // Another program took the new file first: the old one is no longer at the path.
+        ::close(old_fd);
+        held_.erase(it);
+        return false;
+    }
+    it->second = fd;
+    ::close(old_fd);
+    return true;
+}
+
 void FileLocks::Up_File_UnLockAll() {
     for (auto& [path, fd] : held_) ::close(fd);
     held_.clear();
@@ -87,7 +109,7 @@ void FileLocks::Up_File_UnLockAll() {
 bool locked_by_other(const std::string& path) {
     auto [dir, name] = split_path(path);
     if (exists(dir + "/~$" + name) || exists(dir + "/.~lock." + name + "#")) return true;
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+    int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd < 0) return false;  // unreadable: the open step reports it per file
     struct flock fl {};
     fl.l_type = F_WRLCK;

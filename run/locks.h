@@ -2,8 +2,9 @@
 // Locks on the target files for the length of a run, so that no other program edits a workbook
 // while the run holds it. The locks are open-file-description locks (fcntl F_OFD_SETLK): they
 // belong to the descriptor, conflict with other processes' POSIX and OFD locks, and disappear
-// with the process. A lock is released while the engine opens and saves its file and taken again
-// afterwards on whatever file then stands at the path (a safe save renames a new file over it).
+// with the process. A lock is held from the start of the run until the file's save is complete:
+// a safe save renames a new file over the path, so the lock is then taken on the new file before
+// the one on the old file is dropped.
 
 #include <map>
 #include <string>
@@ -27,6 +28,9 @@ public:
     // Locks one path; false when it does not exist or another process holds a lock on it.
     bool Up_File_Lock(const std::string& path);
     void Up_File_UnLock(const std::string& path);
+    // Locks the file that now stands at `path` (after a save replaced it) and then drops the lock
+    // on the file it replaced; false when the new file could not be locked.
+    bool relock(const std::string& path);
     void Up_File_UnLockAll();
 
     bool holds(const std::string& path) const { return held_.count(path) != 0; }

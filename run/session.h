@@ -41,6 +41,7 @@ public:
     std::int32_t max_row = 1048576;
     std::int32_t max_col = 16384;
     int processed = 0;     // processed-file counter
+    std::int64_t cells_found = 0;  // cells a search found, for the completion message
     bool updates = false;  // the update flag: the workbook is opened for writing and saved
 
     // The collecting workbook of the combining operations and its active sheet at creation.

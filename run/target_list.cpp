@@ -67,17 +67,21 @@ void search(const std::string& folder, bool subfolders, const Filter& filter,
             std::vector<TargetFile>& out) {
     struct stat self {};
     if (::stat(folder.c_str(), &self) != 0 || !S_ISDIR(self.st_mode)) return;
-    // A link back up the tree must not send the search round in circles.
+    // Bind mounts could still lead back up the tree.
     if (!visited.insert({self.st_dev, self.st_ino}).second) return;
     std::vector<std::string> folders;
     for (const std::string& name : entries(folder)) {
         if (yield) yield();
         if (name.front() == '.') continue;
         const std::string path = file::join(folder, name);
-        struct stat st {};
-        if (::stat(path.c_str(), &st) != 0) continue;  // a broken link
+        struct stat link {};
+        if (::lstat(path.c_str(), &link) != 0) continue;
+        struct stat st = link;
+        if (S_ISLNK(link.st_mode) && ::stat(path.c_str(), &st) != 0) continue;  // a broken link
         if (S_ISDIR(st.st_mode)) {
-            if (subfolders) folders.push_back(path);
+            // A link to a folder is not followed: the files a run touches stay below the
+            // target folder, and no link can send the search round in circles.
+            if (subfolders && !S_ISLNK(link.st_mode)) folders.push_back(path);
         } else if (S_ISREG(st.st_mode) && !is_office_lock_file(name) && matches(filter, name)) {
             out.push_back(TargetFile{folder, name, true});
         }

@@ -21,7 +21,8 @@ using SearchYield = std::function<void()>;
 // File_Search: the ordinary files of `folder` (and of every subfolder below it when `subfolders`
 // is set) whose extension, upper-cased, matches one of the filter's. Folders, hidden files (a
 // name starting with "."), broken links and office lock files ("~$name", ".~lock.name#") are not
-// listed; hidden folders are not searched. A folder that cannot be read contributes nothing. The
+// listed; hidden folders and links to folders are not searched. A link to a workbook is listed:
+// a save goes through it to the file it names. A folder that cannot be read contributes nothing. The
 // files come in the order found, which is not the list order (see Lst_FileName_Load).
 std::vector<TargetFile> File_Search(const std::string& folder, bool subfolders,
                                     std::string_view filter = kTargetFilter,

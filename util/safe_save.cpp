@@ -191,6 +191,16 @@ Result<void> replace_file(const std::string& target, const FillFn& fill) {
 
     if (!stage_ok("write")) return discard(save_error(target, detail::fault_errno));
     if (auto r = fill(fd, temp); !r) return discard(r.error());
+    // A writer that went by the name (another program writing the file anew) may have put a
+    // new file there: the steps below act on that one.
+    struct stat written {}, named {};
+    if (::fstat(fd, &written) == 0 && ::stat(temp.c_str(), &named) == 0 &&
+        (written.st_ino != named.st_ino || written.st_dev != named.st_dev)) {
+        int again = ::open(temp.c_str(), O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+        if (again < 0) return discard(save_error(target, errno));
+        ::close(fd);
+        fd = again;
+    }
 
     // The new file keeps the mode and, where this process may set them, the owner and group of
     // the one it replaces; a new file gets the usual 0666 less the umask.

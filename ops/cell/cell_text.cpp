@@ -54,6 +54,7 @@ void for_each_found(run::Session& s, const xl::Range& range, const xl::FindOptio
     const std::string first = found->address();
     while (found) {
         if (s.yield()) return;
+        ++s.cells_found;
         visit(*found);
         found = range.find_next(*found);
         if (found && found->address() == first) return;
@@ -155,6 +156,8 @@ Result<void> Excel_すべてのシート_セル_文字列検索(run::Session& s)
         if (!ws->activate() || !ws->select() || !ws->check()) {
             t.new_row();
             t.set(1, sheet_label(*ws) + "シートが参照できません。");
+            // Said in the run's error text too: the list alone is easily scrolled past.
+            s.update_error_text(sheet_label(*ws) + "シートが参照できません。");
             continue;
         }
         s.sheet_name = ws->name();

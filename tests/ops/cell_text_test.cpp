@@ -224,6 +224,11 @@ TEST_F(CellTextTest, all_sheets_search_lists_every_sheet_under_one_heading) {
     EXPECT_EQ(column(4)[6], "=A1&\"abc\"");
     EXPECT_EQ(table_.titles(),
               (report::ResultTable::Row{"ファイル名", "シート名", "セル", "値", "計算式"}));
+    // The sheets that could not be read are in the run's error text as well.
+    EXPECT_NE(session_.error_text.find("壊れ(壊れ)シートが参照できません。\r\n"), std::string::npos)
+        << session_.error_text;
+    EXPECT_NE(session_.error_text.find("傷(傷)シートが参照できません。\r\n"), std::string::npos);
+    EXPECT_EQ(session_.cells_found, 6);
 }
 
 TEST_F(CellTextTest, all_sheets_replace_restores_the_active_sheet) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -156,16 +157,52 @@ TEST_F(DriverTest, saves_each_eligible_selected_file_in_its_own_format) {
     for (auto& f : files_) EXPECT_EQ(f.selected, f.name != "skipped.xlsx") << f.name;
 }
 
-TEST_F(DriverTest, holds_other_targets_locked_and_releases_the_current_one) {
+TEST_F(DriverTest, holds_every_target_locked_while_each_one_is_processed) {
     add_book("a.xlsx");
     add_book("b.xlsx");
     add_book("c.xlsx");
     auto out = run(updating_op());
     ASSERT_TRUE(out.checked);
-    // While one book was processed, the two others were locked and it was not.
+    // While one book was processed, it and the two others were locked: no other run can read
+    // a file between its open and its save.
     EXPECT_EQ(g_seen.locked_others.size(), 6u);
-    EXPECT_TRUE(g_seen.current_locked.empty());
+    EXPECT_EQ(g_seen.current_locked.size(), 3u);
     for (const std::string& p : g_seen.all_targets) EXPECT_FALSE(run::locked_by_other(p)) << p;
+}
+
+TEST_F(DriverTest, a_target_another_run_locked_after_the_check_is_left_to_it) {
+    add_book("a.xlsx");
+    add_book("b.xlsx");
+    // The other run takes b.xlsx between this run's check and its locks.
+    run::FileLocks other;
+    host_.on_progress = [&](const std::string& line) {
+        if (line.rfind("処理開始", 0) == 0) {
+            ASSERT_TRUE(other.Up_File_Lock(path("b.xlsx")));
+        }
+    };
+    auto out = run(updating_op());
+    EXPECT_NE(out.error_text.find("ファイル「" + path("b.xlsx") + "」にロックがかかっています。"),
+              std::string::npos)
+        << out.error_text;
+    EXPECT_EQ(out.failed_files, 1);
+    ASSERT_EQ(world_.log.saves.size(), 1u);
+    EXPECT_EQ(world_.log.saves[0].first, path("a.xlsx"));
+}
+
+TEST_F(DriverTest, stale_save_files_in_the_target_folder_are_removed_at_the_start) {
+    add_book("a.xlsx");
+    const fs::path stale = dir_ / ".sheaflow-save-Ab12Cd.tmp";
+    const fs::path legacy = dir_ / ".a.xlsx.sheaflow-Xy34Zw";
+    const fs::path other = dir_ / ".sheaflow-notes.txt";
+    for (const fs::path& f : {stale, legacy, other}) {
+        std::ofstream(f) << "partial";
+        fs::last_write_time(f, fs::last_write_time(f) - std::chrono::hours(1));
+    }
+    auto out = run(updating_op());
+    ASSERT_TRUE(out.checked);
+    EXPECT_FALSE(fs::exists(stale));
+    EXPECT_FALSE(fs::exists(legacy));
+    EXPECT_TRUE(fs::exists(other));
 }
 
 TEST_F(DriverTest, list_operation_opens_read_only_and_never_saves) {
@@ -234,17 +271,37 @@ TEST_F(DriverTest, failed_save_of_a_later_file_is_a_write_error_and_the_run_goes
     EXPECT_EQ(world_.log.closes.size(), 3u);
 }
 
-TEST_F(DriverTest, failed_save_of_the_first_file_ends_the_run_after_it) {
+TEST_F(DriverTest, failed_save_of_the_first_file_is_its_error_and_the_run_goes_on) {
     add_book("a.xlsx");
     add_book("b.xlsx");
     world_.fail_save.insert(path("a.xlsx"));
     auto out = run(updating_op());
-    EXPECT_TRUE(out.stopped);
-    EXPECT_EQ(world_.log.opens.size(), 1u);
-    EXPECT_EQ(world_.log.closes.size(), 1u);
-    EXPECT_EQ(world_.log.quits, 1);
-    EXPECT_NE(out.error_text.find("書込エラー　"), std::string::npos);
+    EXPECT_FALSE(out.stopped);
+    EXPECT_FALSE(out.cancelled);
+    EXPECT_EQ(out.failed_files, 1);
+    EXPECT_NE(out.error_text.find(" " + path("a.xlsx") + " 書込エラー　disk full\r\n"),
+              std::string::npos)
+        << out.error_text;
+    ASSERT_EQ(world_.log.saves.size(), 1u);
+    EXPECT_EQ(world_.log.saves[0].first, path("b.xlsx"));
     EXPECT_FALSE(run::locked_by_other(path("b.xlsx")));
+}
+
+TEST_F(DriverTest, a_full_disk_stops_the_run_after_the_file_and_says_why) {
+    add_book("a.xlsx");
+    add_book("b.xlsx");
+    add_book("c.xlsx");
+    world_.fail_save.insert(path("b.xlsx"));
+    world_.fail_save_whole_run = true;
+    auto out = run(updating_op());
+    EXPECT_TRUE(out.cancelled);
+    EXPECT_EQ(world_.log.opens.size(), 2u);
+    EXPECT_NE(out.error_text.find("書込エラー　disk full"), std::string::npos);
+    bool said = false;
+    for (const std::string& line : host_.progress_lines_)
+        said = said || line == "処理を中止しました。（disk full）";
+    EXPECT_TRUE(said);
+    for (const std::string& p : g_seen.all_targets) EXPECT_FALSE(run::locked_by_other(p)) << p;
 }
 
 TEST_F(DriverTest, cancel_at_first_file_confirmation_closes_unsaved_and_stops) {

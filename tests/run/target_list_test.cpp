@@ -61,6 +61,20 @@ TEST(TargetList, SubfoldersStandTogetherAfterTheirParent) {
                                         "Sub/inner/c.xlsx"}));
 }
 
+TEST(TargetList, LinksToFoldersAreNotFollowedOutOfTheTarget) {
+    TempDir inside, outside;
+    touch(inside.file("own.xlsx"));
+    touch(outside.file("elsewhere.xlsx"));
+    ASSERT_TRUE(file::make_directories(outside.file("deep")));
+    touch(outside.file("deep/far.xlsx"));
+    ASSERT_EQ(::symlink(outside.path().c_str(), inside.file("away").c_str()), 0);
+    ASSERT_EQ(::symlink(outside.file("elsewhere.xlsx").c_str(), inside.file("linked.xlsx").c_str()),
+              0);
+    // The link to a workbook is listed (a save goes through it); the linked folder is not searched.
+    EXPECT_EQ(relative(Lst_FileName_Load(inside.path(), true), inside.path()),
+              (std::vector<std::string>{"linked.xlsx", "own.xlsx"}));
+}
+
 TEST(TargetList, EmptyMissingOrUnreadableFolder) {
     TargetList none = Lst_FileName_Load("", true);
     EXPECT_FALSE(none.folder_exists);

@@ -296,6 +296,7 @@ struct FakeWorld {
     std::map<std::string, FakeBookSpec> books;  // by full path
     std::set<std::string> fail_open;            // paths whose Open fails
     std::set<std::string> fail_save;            // paths whose SaveAs fails
+    bool fail_save_whole_run = false;           // ... as a full disk does, for every file
     bool charts_in_worksheets = false;
     FakeLog log;
     // Closed books, kept so that tests can look at their cells afterwards.
@@ -337,7 +338,11 @@ inline Result<void> FakeWorkbook::activate() {
     return {};
 }
 inline Result<void> FakeWorkbook::save_as(const std::string& path, int format) {
-    if (app_.world.fail_save.count(path)) return Error::make(Error::Code::Io, "disk full", path);
+    if (app_.world.fail_save.count(path)) {
+        Error e = Error::make(Error::Code::Io, "disk full", path);
+        e.whole_run = app_.world.fail_save_whole_run;
+        return e;
+    }
     app_.world.log.saves.emplace_back(path, format);
     app_.world.log.active_at_save.push_back(active_sheet() ? active_sheet()->name() : "");
     saved_ = true;

@@ -28,7 +28,10 @@ public:
         first_file_books.push_back(book);
         return answer_ok;
     }
-    void progress(const std::string& line) override { progress_lines_.push_back(line); }
+    void progress(const std::string& line) override {
+        progress_lines_.push_back(line);
+        if (on_progress) on_progress(line);
+    }
     int progress_lines() const override { return static_cast<int>(progress_lines_.size()); }
     void clear_progress() override { progress_lines_.clear(); }
     [[noreturn]] void fatal(const std::string& text) override { throw std::runtime_error(text); }
@@ -37,6 +40,7 @@ public:
     bool answer_ok = true;
     int yields = 0;
     std::function<void(ScriptedHost&)> on_yield;
+    std::function<void(const std::string& line)> on_progress;
     std::vector<std::string> messages;
     std::vector<std::string> questions;
     std::vector<std::string> first_file_questions;

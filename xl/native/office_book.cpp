@@ -6,10 +6,10 @@
 #include <iterator>
 #include <optional>
 
+#include "util/safe_save.h"
 #include "xl/native/book.h"
 #include "xl/native/compound_file.h"
 #include "xl/native/relationships.h"
-#include "xl/native/safe_file.h"
 #include "xl/native/vba_project.h"
 
 namespace sheaflow::xl::native {
@@ -108,17 +108,17 @@ Result<void> Book::save_through_office(const std::string& target) {
     if (auto r = save_package(work, macros ? xlOpenXMLWorkbookMacroEnabled : xlOpenXMLWorkbook);
         !r)
         return r;
-    auto r = write_atomically(target, [&](const std::string& temp) {
-        return office->convert(work, temp, kFilterXls);
+    // The office writes the temporary file by its name; the safe save renames it over the target.
+    auto r = file::replace_file(target, [&](int, const std::string& temp) -> Result<void> {
+        auto converted = office->convert(work, temp, kFilterXls);
+        if (converted) return {};
+        Error e = converted.error();
+        e.message = "ファイル「" + target + "」を保存できません（" + e.message + "）。";
+        return e;
     });
     std::error_code ec;
     fs::remove(work, ec);
-    if (!r) {
-        Error e = r.error();
-        e.message = "ファイル「" + target + "」を保存できません（" + e.message + "）。";
-        return e;
-    }
-    return {};
+    return r;
 }
 
 Result<void> Book::run_macro_in_office(const std::string& macro_book, const std::string& macro,
