@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
+#include <QEventLoop>
 #include <QFileDialog>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -21,6 +22,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <cstdlib>
 #include <set>
 
 #include "gui/gui_host.h"
@@ -73,7 +75,8 @@ MainWindow::MainWindow(std::string param_folder, run::ApplicationFactory make_ap
     : QMainWindow(parent),
       param_folder_(std::move(param_folder)),
       make_application_(std::move(make_application)),
-      table_([this](const std::string& text) { host_->fatal(text); }) {
+      table_([this](const std::string& text) { tableFull(text); }) {
+    exit_program_ = [] { std::_Exit(EXIT_FAILURE); };
     setObjectName("Sheaflow_F");
     setWindowTitle(QStringLiteral("Sheaflow"));
     buildUi();
@@ -539,11 +542,28 @@ void MainWindow::runOperation() {
         if (!result_window_) result_window_ = new ResultWindow(make_application_, this);
         QString title = qs(category_) + QStringLiteral("　") + qs(op_->name);
         if (partial) title += QStringLiteral("（中止したため途中まで）");
-        result_window_->setTable(table_, title);
+        result_window_->setTable(table_, title, folder_);
         result_window_->show();
         result_window_->raise();
         result_window_->activateWindow();
     }
+}
+
+void MainWindow::tableFull(const std::string& text) {
+    host_->flush();
+    QMessageBox::critical(this, QApplication::applicationDisplayName(), messageText(text));
+    if (!result_window_) result_window_ = new ResultWindow(make_application_, this);
+    QString title = qs(category_) + QStringLiteral("　") + (op_ ? qs(op_->name) : QString()) +
+                    QStringLiteral("（３万行を超えたため、ここまでで打ち切りました。）");
+    result_window_->setTable(table_, title, folder_);
+    result_window_->show();
+    result_window_->raise();
+    result_window_->activateWindow();
+    // The rows can still be copied, printed or saved; closing the window ends the program.
+    QEventLoop wait;
+    connect(result_window_, &ResultWindow::closed, &wait, &QEventLoop::quit);
+    wait.exec();
+    exit_program_();
 }
 
 void MainWindow::showErrorText(const std::string& text) {

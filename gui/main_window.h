@@ -5,6 +5,7 @@
 
 #include <QMainWindow>
 #include <QTimer>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -52,6 +53,8 @@ public:
     shell::ParameterStore& parameters() { return store_; }
     // The text of the last run's error window.
     QString lastErrorText() const;
+    // What ends the program when the result table passes its row limit (tests replace it).
+    void setProgramExit(std::function<void()> exit) { exit_program_ = std::move(exit); }
 
 public slots:
     // The timer's work: takes the pane into the parameters and shows the check's complaint.
@@ -70,6 +73,9 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
+    // The result table passed its row limit: the message, then the rows found so far in the
+    // result window, marked as cut off; the program ends when that window closes.
+    void tableFull(const std::string& text);
     void buildUi();
     void startUp();
     void chooseCategory(int row);
@@ -127,6 +133,7 @@ private:
     QSplitter* top_split_ = nullptr;
     QSplitter* bottom_split_ = nullptr;
     ResultWindow* result_window_ = nullptr;
+    std::function<void()> exit_program_;
     QWidget* error_window_ = nullptr;
     QPlainTextEdit* error_text_ = nullptr;
 };

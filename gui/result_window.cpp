@@ -1,10 +1,14 @@
 #include "gui/result_window.h"
 
+#include <algorithm>
+
 #include <QApplication>
 #include <QButtonGroup>
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
+#include <QDesktopServices>
+#include <QFileInfo>
 #include <QFileDialog>
 #include <QFontDatabase>
 #include <QGroupBox>
@@ -20,11 +24,15 @@
 #include <QStackedWidget>
 #include <QStandardItemModel>
 #include <QTableView>
+#include <QCloseEvent>
 #include <QTextDocument>
+#include <QUrl>
 #include <QVBoxLayout>
 
 #include "gui/gui_host.h"
 #include "gui/qt_text.h"
+#include "report/folders.h"
+#include "run/driver.h"
 #include "xl/xl.h"
 
 namespace sheaflow::gui {
@@ -104,6 +112,13 @@ ResultWindow::ResultWindow(run::ApplicationFactory make_application, QWidget* pa
     grid_->setSortingEnabled(true);
     grid_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     grid_->horizontalHeader()->setSortIndicatorShown(true);
+    // One row height for every row: the view then lays out tens of thousands of rows without
+    // measuring each one.
+    grid_->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    grid_->verticalHeader()->setDefaultSectionSize(grid_->fontMetrics().height() + 6);
+    connect(grid_, &QTableView::doubleClicked, this,
+            [this](const QModelIndex& index) { openRow(index.row()); });
+    open_file_ = [](const QString& path) { QDesktopServices::openUrl(QUrl::fromLocalFile(path)); };
     views_ = new QStackedWidget(this);
     views_->addWidget(display_);
     views_->addWidget(grid_);
@@ -145,8 +160,10 @@ ResultWindow::ResultWindow(run::ApplicationFactory make_application, QWidget* pa
     resize(1000, 640);
 }
 
-void ResultWindow::setTable(const report::ResultTable& table, const QString& caption) {
-    table_ = table;
+void ResultWindow::setTable(const report::ResultTable& table, const QString& caption,
+                            const std::string& target_folder) {
+    target_folder_ = target_folder;
+    table_ = target_folder.empty() ? table : report::with_folder_column(table, target_folder);
     caption_->setText(caption);
     setWindowTitle(QStringLiteral("結果一覧 - ") + caption);
     rebuildPages();
@@ -214,11 +231,44 @@ void ResultWindow::showGrid(const report::Page& page) {
     for (int r = page.first; r <= page.last; ++r) {
         QList<QStandardItem*> row;
         for (int c = 0; c < columns; ++c) row << new QStandardItem(qs(shown_.cell(r, c)));
+        row.front()->setData(r, Qt::UserRole);  // the table row, whatever the sort
         grid_model_->appendRow(row);
     }
     grid_->setSortingEnabled(true);
     grid_->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
     grid_->resizeColumnsToContents();
+}
+
+QString ResultWindow::workbookAt(int table_row) const {
+    std::string folder = table_.row_source(table_row);
+    if (folder.empty()) folder = target_folder_;
+    // The row itself, then the rows above it up to the group's blank line: a search names the
+    // file on the heading row of its findings.
+    for (int r = table_row; r >= 0; --r) {
+        const report::ResultTable::Row& row = table_.rows()[static_cast<std::size_t>(r)];
+        if (std::all_of(row.begin(), row.end(), [](const std::string& c) { return c.empty(); }))
+            break;
+        for (const std::string& cell : row) {
+            if (cell.empty() || !run::is_target_extension(run::upper_extension(cell))) continue;
+            const QString path = cell.front() == '/' || folder.empty()
+                                     ? qs(cell)
+                                     : qs(folder) + QLatin1Char('/') + qs(cell);
+            if (QFileInfo(path).isFile()) return path;
+        }
+    }
+    return {};
+}
+
+void ResultWindow::closeEvent(QCloseEvent* event) {
+    emit closed();
+    QWidget::closeEvent(event);
+}
+
+void ResultWindow::openRow(int grid_row) {
+    const QModelIndex first = grid_model_->index(grid_row, 0);
+    if (!first.isValid()) return;
+    const QString path = workbookAt(first.data(Qt::UserRole).toInt());
+    if (!path.isEmpty() && open_file_) open_file_(path);
 }
 
 QString ResultWindow::displayText() const {

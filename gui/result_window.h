@@ -4,6 +4,7 @@
 // file) and saving the table as a workbook through the engine.
 
 #include <QWidget>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,8 +33,19 @@ public:
 
     explicit ResultWindow(run::ApplicationFactory make_application, QWidget* parent = nullptr);
 
-    // Shows a copy of `table`; `caption` names the operation.
-    void setTable(const report::ResultTable& table, const QString& caption);
+    // Shows a copy of `table`; `caption` names the operation. Rows found below `target_folder`
+    // get a folder column, and a double-click on a row opens the workbook it names.
+    void setTable(const report::ResultTable& table, const QString& caption,
+                  const std::string& target_folder = {});
+    // The workbook a row of the table names (the row itself or the heading rows above it), as a
+    // path; empty when none is found on disk.
+    QString workbookAt(int table_row) const;
+    // How a workbook is opened (the desktop's default application unless a test says other).
+    void setFileOpener(std::function<void(const QString& path)> opener) {
+        open_file_ = std::move(opener);
+    }
+    // Opens the workbook of a grid row, as a double-click does.
+    void openRow(int grid_row);
     const report::ResultTable& table() const { return table_; }
     // The grid view of the shown page: a column per title, sortable, copied as a rectangle.
     QTableView* grid() const { return grid_; }
@@ -44,6 +56,9 @@ public:
     // Prints the shown text on `printer` (a printer or a PDF file); false when there is none.
     bool printTo(QPrinter& printer) const;
 
+signals:
+    void closed();
+
 public slots:
     void copyToClipboard();
     void print();
@@ -52,6 +67,9 @@ public slots:
     // returned: it names the saved file).
     QString saveTable(const QString& path);
 
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
 private:
     void rebuildPages();
     void render();
@@ -59,7 +77,9 @@ private:
     Format format() const;
 
     run::ApplicationFactory make_application_;
-    report::ResultTable table_;  // as the run left it
+    std::function<void(const QString&)> open_file_;
+    std::string target_folder_;
+    report::ResultTable table_;  // as the run left it, with its folder column
     report::ResultTable shown_;  // with repeats in the first column suppressed when asked
     std::vector<report::Page> pages_;
 

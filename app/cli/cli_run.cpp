@@ -14,6 +14,7 @@
 #include "app/cli/cli_host.h"
 #include "ops/check_process.h"
 #include "ops/registry.h"
+#include "report/folders.h"
 #include "report/record_store.h"
 #include "report/render.h"
 #include "report/result_table.h"
@@ -365,8 +366,12 @@ int cmd_run(const Args& in) {
     report::ResultTable table;
     // Past the table's row limit the program stops, as in the desktop program; the rows found
     // so far are written first, marked as cut off.
+    // Over subfolders the rows say which folder each file was found in.
+    auto listed = [&]() {
+        return a.subfolders ? report::with_folder_column(table, folder) : table;
+    };
     table.set_on_full([&](const std::string& text) {
-        (void)write_list(render(table, a, true), a);
+        (void)write_list(render(listed(), a, true), a);
         host.fatal(text);
     });
     report::RecordStore records;
@@ -388,7 +393,7 @@ int cmd_run(const Args& in) {
     // A refusal here (a file missing or held, no engine) has been shown by the driver.
     if (!out.checked) return 2;
     if (out.is_list && (!table.empty() || !table.titles().empty()) &&
-        !write_list(render(table, a, false), a))
+        !write_list(render(listed(), a, false), a))
         return 1;
     if (!out.error_text.empty())
         std::fputs(text::replace_all(out.error_text, "\r\n", "\n").c_str(), stderr);

@@ -53,6 +53,8 @@ protected:
     std::string place(const std::string& source, const std::string& as) {
         std::string to = folder_ + "/" + as;
         fs::copy_file(source, to);
+        // The corpus is read-only, and a save refuses a read-only target.
+        fs::permissions(to, fs::perms::owner_write, fs::perm_options::add);
         fs::last_write_time(to, fs::last_write_time(to) - std::chrono::hours(1));
         return to;
     }
@@ -138,6 +140,46 @@ TEST_F(CliSaves, structure_protected_workbook_refuses_sheet_changes) {
             << args[1] << "\n" << r.err;
         EXPECT_EQ(read(book), before) << args[1];
     }
+}
+
+TEST_F(CliSaves, a_read_only_target_is_refused_and_the_run_goes_on_with_the_next) {
+    const std::string locked = place(kFixture, "a_読み取り専用.xlsx");
+    const std::string open = place(kFixture, "b_書き込み可.xlsx");
+    fs::permissions(locked, fs::perms::owner_write | fs::perms::group_write |
+                                fs::perms::others_write,
+                    fs::perm_options::remove);
+    const auto time = fs::last_write_time(locked);
+    Outcome r = run({"すべてのシート_セル", "文字列置換", "--set", "search=東京", "--set",
+                     "replace=大阪"});
+    EXPECT_EQ(r.code, 1) << r.err;
+    EXPECT_NE(r.err.find("書込エラー　ファイル「" + locked + "」は読み取り専用のため、保存できません。"),
+              std::string::npos)
+        << r.err;
+    EXPECT_EQ(r.err.find("処理を中止しました。"), std::string::npos) << r.err;
+    EXPECT_EQ(read(locked), read(kFixture));
+    EXPECT_EQ(fs::last_write_time(locked), time);
+    EXPECT_NE(read(open), read(kFixture));
+    // The completion message counts what was replaced.
+    EXPECT_NE(r.err.find("置換したセル "), std::string::npos) << r.err;
+    // Nothing is left beside the targets.
+    int entries = 0;
+    for (const auto& e : fs::directory_iterator(folder_)) {
+        (void)e;
+        ++entries;
+    }
+    EXPECT_EQ(entries, 2);
+}
+
+TEST_F(CliSaves, searches_over_subfolders_say_which_folder_each_row_comes_from) {
+    place(kFixture, "本.xlsx");
+    fs::create_directories(folder_ + "/支店");
+    fs::copy_file(kFixture, folder_ + "/支店/本.xlsx");
+    Outcome r = run({"すべてのシート_セル", "文字列検索", "--subfolders", "--set", "search=東京",
+                     "--format", "records"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("\"フォルダー\":\".\""), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("\"フォルダー\":\"支店\""), std::string::npos) << r.out;
+    EXPECT_NE(r.err.find("見つかったセル "), std::string::npos) << r.err;
 }
 
 }  // namespace

@@ -7,7 +7,9 @@
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
+#include <QDir>
 #include <QFile>
+#include <QHeaderView>
 #include <QPrinter>
 #include <QPushButton>
 #include <QRadioButton>
@@ -47,6 +49,48 @@ class ResultWindowTest : public QObject {
     Q_OBJECT
 
 private slots:
+    void a_row_opens_its_workbook_and_subfolders_get_a_folder_column() {
+        QTemporaryDir dir;
+        const std::string root = ss(dir.path());
+        QDir().mkpath(dir.path() + QStringLiteral("/支店"));
+        for (const QString& name : {QStringLiteral("/売上.xlsx"), QStringLiteral("/支店/売上.xlsx")}) {
+            QFile f(dir.path() + name);
+            QVERIFY(f.open(QIODevice::WriteOnly));
+        }
+        // The same file name in two folders, each with its heading row and a finding below.
+        report::ResultTable t;
+        t.set_title(0, "ファイル名");
+        t.set_title(1, "シート名");
+        t.set_title(2, "セル");
+        for (const std::string& folder : {root, root + "/支店"}) {
+            t.set_source(folder);
+            t.new_row();
+            t.set(0, "売上.xlsx");
+            t.new_row();
+            t.set(1, "Sheet1");
+            t.set(2, "A1");
+        }
+        ResultWindow w({});
+        QStringList opened;
+        w.setFileOpener([&](const QString& path) { opened << path; });
+        w.setTable(t, QStringLiteral("セル　文字列検索"), root);
+        w.findChild<QRadioButton*>("Opt_Grid")->setChecked(true);
+        QAbstractItemModel* model = w.grid()->model();
+        QCOMPARE(model->headerData(3, Qt::Horizontal).toString(), QStringLiteral("フォルダー"));
+        QCOMPARE(model->index(0, 3).data().toString(), QStringLiteral("."));
+        QCOMPARE(model->index(3, 3).data().toString(), QStringLiteral("支店"));
+        // Every row is as tall as the others.
+        QCOMPARE(w.grid()->verticalHeader()->sectionResizeMode(0), QHeaderView::Fixed);
+        // A finding row opens the workbook of its heading row, whatever the sort.
+        w.grid()->sortByColumn(3, Qt::DescendingOrder);
+        for (int r = 0; r < model->rowCount(); ++r)
+            if (model->index(r, 2).data().toString() == QStringLiteral("A1") &&
+                model->index(r, 3).data().toString() == QStringLiteral("支店"))
+                w.openRow(r);
+        QCOMPARE(opened, QStringList{dir.path() + QStringLiteral("/支店/売上.xlsx")});
+        QCOMPARE(ss(w.workbookAt(1)), root + "/売上.xlsx");
+    }
+
     void grid_view_shows_columns_sorts_and_copies_a_rectangle() {
         ResultWindow w({});
         w.setTable(searchList(), QStringLiteral("セル　文字列検索"));
