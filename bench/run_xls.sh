@@ -5,13 +5,17 @@
 # and the ratio. The bridge should cost little more than LibreOffice alone.
 #
 # Usage: sh bench/run_xls.sh [BOOKS] [ROWS]     (default 200 books of 200 rows a sheet)
-# Needs: build/sheaflow, node (for the workload generator), libreoffice-calc-nogui, python3-uno.
-# Environment: SHEAFLOW, SHARED_BENCH (gen-workload.js and peers/), WORK (scratch folder).
+# Needs: build/sheaflow, node with exceljs@4.4.0 in $PEERS (the workload generator; see the shared
+# bench README), libreoffice-calc-nogui, python3-uno.
+# Environment: SHEAFLOW, SHARED_BENCH (gen-workload.js and peers/), PEERS (the folder holding
+# node_modules), WORK (scratch folder).
 set -eu
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
 SHEAFLOW=${SHEAFLOW:-$ROOT/build/sheaflow}
 up() { for d in "$ROOT/../$1" "$ROOT/../../$1"; do [ -e "$d" ] && { (cd "$d" && pwd); return; }; done; echo "$ROOT/../$1"; }
 SHARED_BENCH=${SHARED_BENCH:-$(up shared/bench)}
+PEERS=${PEERS:-$(up peers)}
+export NODE_PATH="$PEERS/node_modules"
 WORK=${WORK:-/tmp/sheaflow-bench-xls}
 BOOKS=${1:-200}
 ROWS=${2:-200}
