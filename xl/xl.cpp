@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "util/text.h"
+#include "xl/native/numfmt.h"
 
 namespace sheaflow::xl {
 
@@ -285,6 +286,14 @@ Result<void> Range::delete_entire(Axis axis) const {
     if (axis == Axis::Rows)
         return sheet_->delete_lines(axis, {{area_.first_row, area_.last_row}});
     return sheet_->delete_lines(axis, {{area_.first_col, area_.last_col}});
+}
+
+std::string format_number_text(double value, std::string_view code) {
+    return native::numfmt::format_number(value, code);
+}
+
+std::string format_text_value(std::string_view value, std::string_view code) {
+    return native::numfmt::format_text(value, code);
 }
 
 }  // namespace sheaflow::xl

@@ -16,6 +16,8 @@
 
 #include "util/result.h"
 #include "xl/page_setup.h"
+#include "xl/cell_format.h"
+#include "xl/cell_rules.h"
 #include "xl/sheet_objects.h"
 
 namespace sheaflow::xl {
@@ -62,6 +64,10 @@ bool is_error(const Value& v);
 // up to 15 significant digits ("0.1", "1E+20"), dates as "yyyy/mm/dd" (with " h:mm:ss" when there
 // is a time), booleans "True"/"False", errors "Error 2042" and the like.
 std::string to_text(const Value& v);
+// The text a number shows in a number format code ("#,##0", "yyyy/mm/dd", "[$-ja-JP]ggge年");
+// a text value is shown through the code's text section.
+std::string format_number_text(double value, std::string_view code);
+std::string format_text_value(std::string_view value, std::string_view code);
 
 // A cell position, 1-based.
 struct CellRef {
@@ -500,6 +506,19 @@ public:
     virtual Result<void> insert_lines(Axis axis, std::int32_t at, std::int32_t count);
     // Deletes the lines of every span (in any order, overlapping allowed) as one edit.
     virtual Result<void> delete_lines(Axis axis, std::vector<LineSpan> spans);
+    // Cells: inserting `area` pushes the cells at and below it down (Axis::Rows) or at and right
+    // of it right (Axis::Columns), within the area's columns or rows only; deleting removes the
+    // area's cells and pulls those below or right of it up or left. References follow as the
+    // application moves them; refused (Error::Code::Refused) where the application refuses
+    // (part of a merged area, an array formula, a table or a pivot table would be cut).
+    virtual Result<void> insert_cells(Axis axis, const Area& area) {
+        (void)axis, (void)area;
+        return Error::failed("セルを挿入できないシートです。");
+    }
+    virtual Result<void> delete_cells(Axis axis, const Area& area) {
+        (void)axis, (void)area;
+        return Error::failed("セルを削除できないシートです。");
+    }
     virtual LineFormat line_format(Axis axis, std::int32_t line);
     virtual Result<void> format_lines(Axis axis, const std::vector<LineSpan>& spans,
                                       const LineFormatChange& change);
@@ -520,6 +539,80 @@ public:
     virtual Result<void> set_page_setup(const PageSetupChange& change) {
         (void)change;
         return Error::make(Error::Code::Unsupported, "頁設定を扱えないシートです。");
+    }
+
+    // ---- Cell formats (xl/native/cell_formats.cpp, sheet_formats.cpp) ----
+    // The effective format of a cell: its own, else its row's or column's.
+    virtual CellFormat cell_format(CellRef c) {
+        (void)c;
+        return {};
+    }
+    // Calls `edit` with the format of each cell of `area` (every cell when `blanks`; else the
+    // cells that hold something or carry a format of their own), row by row, and writes the
+    // formats it changed. A changed format becomes an entry of its own, or the equal entry the
+    // workbook already has; entries that other cells keep stay as they are. An edit that changes
+    // nothing writes nothing, so a read-only walk is a plain visit.
+    virtual Result<void> format_cells(const Area& area, bool blanks,
+                                      const std::function<void(CellRef, CellFormat&)>& edit) {
+        (void)area, (void)blanks, (void)edit;
+        return Error::failed("書式を扱えないシートです。");
+    }
+    // The runs of a cell's text constant (one run without a font of its own for plain text;
+    // empty for a cell without text).
+    virtual std::vector<TextRun> text_runs(CellRef c) {
+        (void)c;
+        return {};
+    }
+    // Writes the cell's text as these runs; the cell keeps its format.
+    virtual Result<void> set_text_runs(CellRef c, const std::vector<TextRun>& runs) {
+        (void)c, (void)runs;
+        return Error::failed("書式を扱えないシートです。");
+    }
+
+    // ---- Data validation (xl/native/validation.cpp) ----
+    virtual std::vector<Validation> validations() { return {}; }
+    // Adds a validation over its areas; the cells it covers leave the validations they had.
+    virtual Result<void> add_validation(const Validation& v) {
+        (void)v;
+        return Error::failed("入力規則を扱えないシートです。");
+    }
+    // Writes back validations that validations() gave and the caller changed (by their id).
+    virtual Result<void> update_validations(const std::vector<Validation>& changed) {
+        (void)changed;
+        return Error::failed("入力規則を扱えないシートです。");
+    }
+    // Removes the validation of every cell of `area`.
+    virtual Result<void> delete_validations(const Area& area) {
+        (void)area;
+        return Error::failed("入力規則を扱えないシートです。");
+    }
+
+    // ---- Conditional formats (xl/native/conditional_formats.cpp) ----
+    virtual std::vector<ConditionalFormat> conditional_formats() { return {}; }
+    // Adds a rule over its areas, ahead of the rules the sheet has.
+    virtual Result<void> add_conditional_format(const ConditionalFormat& f) {
+        (void)f;
+        return Error::failed("条件付き書式を扱えないシートです。");
+    }
+    // Removes every rule from the cells of `area`.
+    virtual Result<void> delete_conditional_formats(const Area& area) {
+        (void)area;
+        return Error::failed("条件付き書式を扱えないシートです。");
+    }
+    // ---- Hyperlinks (xl/native/hyperlinks.cpp) ----
+    virtual std::vector<Hyperlink> hyperlinks() { return {}; }
+    // Gives the cell this hyperlink in place of the one it had.
+    virtual Result<void> add_hyperlink(const Hyperlink& h) {
+        (void)h;
+        return Error::failed("ハイパーリンクを扱えないシートです。");
+    }
+    // ---- Comment boxes (xl/native/comment_boxes.cpp) ----
+    virtual std::vector<CommentBox> comment_boxes() { return {}; }
+    // Calls `edit` with the box of every comment in `area` and writes what it changed.
+    virtual Result<void> format_comment_boxes(const Area& area,
+                                              const std::function<void(CommentBox&)>& edit) {
+        (void)area, (void)edit;
+        return Error::failed("コメントを扱えないシートです。");
     }
 
     Range cells() { return Range(*this, Area{1, 1, rows_count(), columns_count()}); }
@@ -598,6 +691,9 @@ public:
     virtual Result<VBProject*> vb_project() {
         return Error::make(Error::Code::Unsupported, "このブックのマクロは扱えません。");
     }
+
+    // The names of the workbook's cell styles, in the order the workbook lists them.
+    virtual std::vector<std::string> cell_style_names() { return {}; }
 
     // ---- Tabs (xl/native/colours*.cpp) ----
     // The 1-based position of the first tab shown in the tab bar, and setting it.

@@ -6,7 +6,9 @@ recalculated by LibreOffice too). Prints each difference; exits 0 when there is 
 there are differences, 2 when LibreOffice could not do its part.
 
 usage: lo_shift_compare.py ORIGINAL EDITED SHEET_INDEX rows|columns insert|delete FIRST COUNT
-(SHEET_INDEX counts from 0, FIRST from 1)
+                          [BAND_FIRST BAND_LAST]
+(SHEET_INDEX counts from 0, FIRST from 1). With a band, only the cells of those columns (rows)
+or rows (columns) move: cells shifted down or up (right or left), not whole lines.
 """
 import os
 import sys
@@ -43,8 +45,9 @@ def values(doc):
 
 
 def main(args):
-    original, edited, sheet_index, axis, action, first, count = args
+    original, edited, sheet_index, axis, action, first, count = args[:7]
     sheet_index, first, count = int(sheet_index), int(first), int(count)
+    band = (int(args[7]), int(args[8])) if len(args) >= 9 else None
     try:
         office = lo_session.Office()
     except lo_session.StartError as e:
@@ -54,11 +57,29 @@ def main(args):
     try:
         doc = desktop.loadComponentFromURL(url(original), '_blank', 0, props(Hidden=True))
         sh = doc.Sheets.getByIndex(sheet_index)
-        lines = sh.Rows if axis == 'rows' else sh.Columns
-        if action == 'insert':
-            lines.insertByIndex(first - 1, count)
+        if band:
+            import uno
+            from com.sun.star.table import CellRangeAddress
+            a = CellRangeAddress()
+            a.Sheet = sheet_index
+            if axis == 'rows':
+                a.StartColumn, a.EndColumn = band[0] - 1, band[1] - 1
+                a.StartRow, a.EndRow = first - 1, first + count - 2
+            else:
+                a.StartRow, a.EndRow = band[0] - 1, band[1] - 1
+                a.StartColumn, a.EndColumn = first - 1, first + count - 2
+            if action == 'insert':
+                sh.insertCells(a, uno.Enum('com.sun.star.sheet.CellInsertMode',
+                                           'DOWN' if axis == 'rows' else 'RIGHT'))
+            else:
+                sh.removeRange(a, uno.Enum('com.sun.star.sheet.CellDeleteMode',
+                                           'UP' if axis == 'rows' else 'LEFT'))
         else:
-            lines.removeByIndex(first - 1, count)
+            lines = sh.Rows if axis == 'rows' else sh.Columns
+            if action == 'insert':
+                lines.insertByIndex(first - 1, count)
+            else:
+                lines.removeByIndex(first - 1, count)
         expected = values(doc)
         doc.close(True)
         doc = desktop.loadComponentFromURL(url(edited), '_blank', 0, props(Hidden=True))

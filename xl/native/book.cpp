@@ -677,6 +677,8 @@ void Book::fold_string_changes() {
             auto cur = static_cast<std::int64_t>(c.number);
             if (static_cast<std::size_t>(cur) < n || static_cast<std::size_t>(cur) >= sst.size())
                 continue;
+            // A rich entry is written as it is, never folded into a plain one.
+            if (sst.is_rich(static_cast<std::size_t>(cur))) continue;
             auto orig = p->original_shared_index(c);
             if (!orig || *orig >= n) continue;
             std::int64_t& t = target[*orig];

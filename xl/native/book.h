@@ -26,6 +26,7 @@ class Book;
 class NativeApplication;
 struct PropertiesPart;
 class VbaBinding;
+class FormatTable;
 
 // What a sheet part is.
 enum class SheetKind { Worksheet, Chart, Dialog, Macro };
@@ -68,6 +69,8 @@ public:
     // Rows and columns (xl/native/sheet_lines.cpp).
     Result<void> insert_lines(Axis axis, std::int32_t at, std::int32_t count) override;
     Result<void> delete_lines(Axis axis, std::vector<LineSpan> spans) override;
+    Result<void> insert_cells(Axis axis, const Area& area) override;
+    Result<void> delete_cells(Axis axis, const Area& area) override;
     LineFormat line_format(Axis axis, std::int32_t line) override;
     Result<void> format_lines(Axis axis, const std::vector<LineSpan>& spans,
                               const LineFormatChange& change) override;
@@ -92,6 +95,29 @@ public:
     SheetProtection protection() override;
     Result<void> protect(const std::string& password, const SheetPermissions& allow) override;
     Result<void> unprotect(const std::string& password) override;
+
+    // Cell formats (xl/native/sheet_formats.cpp).
+    CellFormat cell_format(CellRef c) override;
+    Result<void> format_cells(const Area& area, bool blanks,
+                              const std::function<void(CellRef, CellFormat&)>& edit) override;
+    std::vector<TextRun> text_runs(CellRef c) override;
+    Result<void> set_text_runs(CellRef c, const std::vector<TextRun>& runs) override;
+    // Data validation (xl/native/validation.cpp).
+    std::vector<Validation> validations() override;
+    Result<void> add_validation(const Validation& v) override;
+    Result<void> update_validations(const std::vector<Validation>& changed) override;
+    Result<void> delete_validations(const Area& area) override;
+    // Conditional formats (xl/native/conditional_formats.cpp).
+    std::vector<ConditionalFormat> conditional_formats() override;
+    Result<void> add_conditional_format(const ConditionalFormat& f) override;
+    Result<void> delete_conditional_formats(const Area& area) override;
+    // Hyperlinks (xl/native/hyperlinks.cpp).
+    std::vector<Hyperlink> hyperlinks() override;
+    Result<void> add_hyperlink(const Hyperlink& h) override;
+    // Comment boxes (xl/native/comment_boxes.cpp).
+    std::vector<CommentBox> comment_boxes() override;
+    Result<void> format_comment_boxes(const Area& area,
+                                      const std::function<void(CommentBox&)>& edit) override;
 
     // Engine side.
     SheetKind kind() const { return kind_; }
@@ -208,6 +234,8 @@ public:
     // Cell styles (xl/native/cell_styles.cpp).
     Result<std::vector<CellStyleInfo>> cell_styles() override;
     Result<int> delete_cell_styles(const std::vector<std::string>& names) override;
+    // Cell styles (xl/native/sheet_formats.cpp).
+    std::vector<std::string> cell_style_names() override;
 
     // Engine side.
     NativeApplication& app() { return app_; }
@@ -257,7 +285,14 @@ public:
     // Keeps a deleted sheet's object alive until the book closes (callers may hold pointers).
     void retire(std::unique_ptr<Sheet>& sheet) { retired_.push_back(std::move(sheet)); }
     // The styles part was rewritten in the package: read it again when next needed.
-    void styles_changed() { styles_.reset(); }
+    void styles_changed() {
+        styles_.reset();
+        formats_.reset();
+    }
+    // The styles part as an editable table of cell formats, read on first use.
+    Result<FormatTable*> formats();
+    // The format table wrote the styles part: the number formats are read again.
+    void formats_stored() { styles_.reset(); }
     // What the sheet-structure code looked up in this workbook and keeps for the next copy
     // into it (the external links of a workbook that collects many sheets).
     std::shared_ptr<struct StructureCache> structure_cache;
@@ -329,6 +364,7 @@ private:
     mutable std::vector<pugi::xml_node> sheet_elements_;  // position -> <sheet>, or empty
     Result<void> flush_vba();
     std::shared_ptr<VbaBinding> vba_;  // read on first use
+    std::shared_ptr<FormatTable> formats_;  // read on first use
 };
 
 class NativeApplication : public xl::Application, public xl::Workbooks {

@@ -60,6 +60,7 @@ struct Row {
     bool dirty = false;   // holds a changed or added cell
     bool styled = false;  // customFormat: the row's format extends the used range
     bool numbered = false;  // its start tag carries its number (r)
+    std::uint32_t style = 0;  // the row's format (s), what its empty cells show when styled
 };
 
 // The cells an array formula spans; its first cell holds the formula.

@@ -130,6 +130,16 @@ std::string Relationships::add(std::string_view type, std::string_view target) {
     return id;
 }
 
+std::string Relationships::add_external(std::string_view type, std::string_view target) {
+    std::string id = add(type, target);
+    for (pugi::xml_node r = doc_.root().last_child(); r; r = r.previous_sibling())
+        if (id == r.attribute("Id").value()) {
+            r.append_attribute("TargetMode") = "External";
+            break;
+        }
+    return id;
+}
+
 bool Relationships::remove_type(std::string_view type) {
     bool removed = false;
     for (pugi::xml_node n = doc_.root().first_child(); n;) {

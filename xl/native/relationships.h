@@ -65,6 +65,8 @@ public:
     std::optional<Item> by_type(std::string_view type) const;
     // Adds a relationship and returns its new id ("rIdN" not in use).
     std::string add(std::string_view type, std::string_view target);
+    // The same for a target outside the package (TargetMode="External").
+    std::string add_external(std::string_view type, std::string_view target);
     // Removes every relationship of a type, or the one with an id; true when one was removed.
     bool remove_type(std::string_view type);
     bool remove_id(std::string_view id);

@@ -115,7 +115,8 @@ std::uint32_t SharedStrings::intern(std::string_view text) {
         lookup_ = std::make_unique<std::unordered_map<std::string_view, std::uint32_t>>();
         lookup_->reserve(items_.size() + 64);
         for (std::size_t i = 0; i < items_.size(); ++i)
-            lookup_->emplace(items_[i], static_cast<std::uint32_t>(i));
+            if (!rich_.count(static_cast<std::uint32_t>(i)))
+                lookup_->emplace(items_[i], static_cast<std::uint32_t>(i));
     }
     auto it = lookup_->find(text);
     if (it != lookup_->end()) return it->second;
@@ -145,15 +146,40 @@ std::vector<std::uint32_t> SharedStrings::compact_appended(const std::vector<boo
         std::size_t k = i - original_size_;
         if (k < keep.size() && !keep[k]) {
             remap[i] = 0;
+            rich_.erase(static_cast<std::uint32_t>(i));
             continue;
         }
         remap[i] = next;
-        if (next != i) items_[next] = std::move(items_[i]);
+        if (next != i) {
+            items_[next] = std::move(items_[i]);
+            if (auto r = rich_.find(static_cast<std::uint32_t>(i)); r != rich_.end()) {
+                std::string si = std::move(r->second);
+                rich_.erase(r);
+                rich_[next] = std::move(si);
+            }
+        }
         ++next;
     }
     items_.resize(next);
     lookup_.reset();
     return remap;
+}
+
+std::uint32_t SharedStrings::add_rich(std::string_view plain, const std::string& si) {
+    for (const auto& [index, text] : rich_)
+        if (text == si) return index;
+    auto index = static_cast<std::uint32_t>(items_.size());
+    items_.emplace_back(plain);
+    rich_.emplace(index, si);
+    dirty_ = true;
+    return index;
+}
+
+std::string SharedStrings::entry_source(std::size_t index) const {
+    if (index < original_size_ && !replaced_[index])
+        return source_.substr(spans_[index].first, spans_[index].second - spans_[index].first);
+    if (auto r = rich_.find(static_cast<std::uint32_t>(index)); r != rich_.end()) return r->second;
+    return {};
 }
 
 std::string SharedStrings::entry_xml(const std::string& text) const {
@@ -167,7 +193,10 @@ std::string SharedStrings::entry_xml(const std::string& text) const {
 
 std::string SharedStrings::serialize() const {
     std::string added;
-    for (std::size_t i = original_size_; i < items_.size(); ++i) added += entry_xml(items_[i]);
+    for (std::size_t i = original_size_; i < items_.size(); ++i) {
+        auto r = rich_.find(static_cast<std::uint32_t>(i));
+        added += r != rich_.end() ? r->second : entry_xml(items_[i]);
+    }
     if (source_.empty()) {
         std::string out =
             "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n<sst "

@@ -33,6 +33,14 @@ public:
     bool dirty() const { return dirty_; }
     std::string serialize() const;
 
+    // Appends a rich-text entry: `plain` is its text, `si` the whole <si> element written with
+    // prefix(). Equal entries appended before are reused; plain interning never returns one.
+    std::uint32_t add_rich(std::string_view plain, const std::string& si);
+    // The <si> element of an entry as the part holds it ("" for an appended plain entry).
+    std::string entry_source(std::size_t index) const;
+    const std::string& prefix() const { return prefix_; }
+    bool is_rich(std::size_t index) const { return rich_.count(static_cast<std::uint32_t>(index)); }
+
     // Entries read from the part (the rest were appended since).
     std::size_t original_size() const { return original_size_; }
     // Gives an entry read from the part a new text. Only for an entry no cell refers to any
@@ -52,6 +60,7 @@ private:
     std::vector<bool> replaced_;                                  // read entries given a new text
     std::size_t original_size_ = 0;
     std::unique_ptr<std::unordered_map<std::string_view, std::uint32_t>> lookup_;
+    std::unordered_map<std::uint32_t, std::string> rich_;  // appended rich entries: <si>
     std::int64_t count_delta_ = 0;
     bool dirty_ = false;
     // Where the root element's start tag lies and where its end tag starts.

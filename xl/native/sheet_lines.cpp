@@ -307,6 +307,33 @@ Result<void> Sheet::delete_lines(Axis axis, std::vector<LineSpan> spans) {
     return shift_lines(book_, *this, axis, map);
 }
 
+// Cells shift inside the area's band of the other axis: the line moves of insert_lines and
+// delete_lines limited to those columns (shifting up or down) or rows (left or right).
+Result<void> Sheet::insert_cells(Axis axis, const Area& a) {
+    std::int32_t limit = limit_of(axis);
+    if (!has_cells()) return refused("シート「" + name_ + "」はワークシートではありません。");
+    if (a.first_row < 1 || a.first_col < 1 || a.last_row > kMaxRows || a.last_col > kMaxCols ||
+        a.first_row > a.last_row || a.first_col > a.last_col)
+        return refused("セルの範囲が不正です。");
+    const bool rows = axis == Axis::Rows;
+    std::int32_t at = rows ? a.first_row : a.first_col;
+    std::int32_t count = rows ? a.last_row - a.first_row + 1 : a.last_col - a.first_col + 1;
+    LineSpan band = rows ? LineSpan{a.first_col, a.last_col} : LineSpan{a.first_row, a.last_row};
+    return shift_lines(book_, *this, axis, LineMap::insertion(at, count, limit).within(band));
+}
+
+Result<void> Sheet::delete_cells(Axis axis, const Area& a) {
+    std::int32_t limit = limit_of(axis);
+    if (!has_cells()) return refused("シート「" + name_ + "」はワークシートではありません。");
+    if (a.first_row < 1 || a.first_col < 1 || a.last_row > kMaxRows || a.last_col > kMaxCols ||
+        a.first_row > a.last_row || a.first_col > a.last_col)
+        return refused("セルの範囲が不正です。");
+    const bool rows = axis == Axis::Rows;
+    LineSpan lines = rows ? LineSpan{a.first_row, a.last_row} : LineSpan{a.first_col, a.last_col};
+    LineSpan band = rows ? LineSpan{a.first_col, a.last_col} : LineSpan{a.first_row, a.last_row};
+    return shift_lines(book_, *this, axis, LineMap::deletion({lines}, limit).within(band));
+}
+
 std::vector<std::pair<LineSpan, LineFormat>> Sheet::formatted_lines(Axis axis) {
     std::vector<std::pair<LineSpan, LineFormat>> out;
     if (!has_cells()) return out;

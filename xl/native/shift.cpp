@@ -180,7 +180,8 @@ public:
         if (auto r = check_cells(); !r) return r.error();
         move_cells();
         edit_cell_formulas();
-        if (map_.inserting()) copy_formats_into_inserted();
+        if (map_.band() && axis_ == Axis::Rows) relocate_cells();
+        if (map_.inserting() && !map_.band()) copy_formats_into_inserted();
         edit_sheet_elements();
         update_dimension();
         return xml::save(doc_);
@@ -192,9 +193,36 @@ private:
     }
     std::int32_t limit() const { return axis_ == Axis::Rows ? kMaxRows : kMaxCols; }
 
+    // The other axis' position of a cell, and whether a cell there moves.
+    std::int32_t cross_of(CellRef c) const { return axis_ == Axis::Rows ? c.col : c.row; }
+    bool moves(CellRef c) const { return map_.moves(cross_of(c), cross_of(c)); }
+    // Whether an area lies partly inside the band of moving cells where they move.
+    bool straddles(const Area& a) const {
+        if (!map_.band()) return false;
+        std::int32_t lo = axis_ == Axis::Rows ? a.first_col : a.first_row;
+        std::int32_t hi = axis_ == Axis::Rows ? a.last_col : a.last_row;
+        std::int32_t last_line = axis_ == Axis::Rows ? a.last_row : a.last_col;
+        const LineSpan& b = *map_.band();
+        bool partly = hi >= b.first && lo <= b.last && !(lo >= b.first && hi <= b.last);
+        return partly && last_line >= map_.first_affected();
+    }
+
     Result<void> check_cells() {
+        if (map_.band())
+            for (pugi::xml_node m : xml::child(root_, "mergeCells").children()) {
+                auto a = parse_address(m.attribute("ref").value());
+                if (a && straddles(*a))
+                    return refused("結合セルの一部を移動することはできません（セル " +
+                                   format_address(*a, false, false) + "）。");
+            }
         for (CellNode& c : cells_) {
             std::int32_t line = line_of(c.old_pos, axis_);
+            if (pugi::xml_node f = xml::child(c.node, "f");
+                f && std::string_view(f.attribute("t").value()) == "array")
+                if (auto a = parse_address(f.attribute("ref").value()); a && straddles(*a))
+                    return refused("配列数式の一部を変更することはできません（セル " +
+                                   format_address(*a, false, false) + "）。");
+            if (!moves(c.old_pos)) continue;
             if (map_.inserting() && line + map_.count() > limit() && has_contents(c.node))
                 return refused(axis_ == Axis::Rows
                                    ? "シートの最後の行までデータがあるため、行を挿入できません。"
@@ -215,8 +243,12 @@ private:
 
     void move_cells() {
         for (CellNode& c : cells_) {
-            if (auto l = map_.line(line_of(c.old_pos, axis_))) c.new_pos = with_line(c.old_pos, axis_, *l);
+            if (!moves(c.old_pos))
+                c.new_pos = c.old_pos;
+            else if (auto l = map_.line(line_of(c.old_pos, axis_)))
+                c.new_pos = with_line(c.old_pos, axis_, *l);
         }
+        const bool band = map_.band().has_value();
         // Rows first (a deleted row takes its cells with it), then the cells' own positions.
         std::int32_t prev_row = 0;
         std::vector<pugi::xml_node> gone_rows;
@@ -224,7 +256,7 @@ private:
             if (row.type() != pugi::node_element || local(row) != "row") continue;
             std::int32_t r = int_attr(row, "r", prev_row + 1);
             prev_row = r;
-            if (axis_ == Axis::Rows) {
+            if (axis_ == Axis::Rows && !band) {
                 auto moved = map_.line(r);
                 if (!moved) {
                     gone_rows.push_back(row);
@@ -239,7 +271,7 @@ private:
         std::vector<pugi::xml_node> gone_cells;
         for (CellNode& c : cells_) {
             if (!c.new_pos) {
-                if (axis_ == Axis::Columns) gone_cells.push_back(c.node);
+                if (axis_ == Axis::Columns || band) gone_cells.push_back(c.node);
                 continue;
             }
             set_attr(c.node, "r", cell_name(c.new_pos->row, c.new_pos->col));
@@ -293,6 +325,49 @@ private:
         }
         for (pugi::xml_node n : gone_cells_) n.parent().remove_child(n);
         for (pugi::xml_node n : gone_rows_) n.parent().remove_child(n);
+    }
+
+    // Cells shifted up or down inside some columns change rows: each goes into its new row
+    // element (created when missing), in column order.
+    void relocate_cells() {
+        std::map<std::int32_t, pugi::xml_node> rows;
+        std::int32_t prev = 0;
+        for (pugi::xml_node row = sheet_data_.first_child(); row; row = row.next_sibling()) {
+            if (row.type() != pugi::node_element || local(row) != "row") continue;
+            prev = int_attr(row, "r", prev + 1);
+            rows[prev] = row;
+        }
+        std::string row_name = xml::prefix_of(sheet_data_) + "row";
+        for (CellNode& c : cells_) {
+            if (!c.new_pos || c.new_pos->row == c.old_pos.row) continue;
+            std::int32_t r = c.new_pos->row;
+            pugi::xml_node target;
+            if (auto it = rows.find(r); it != rows.end()) {
+                target = it->second;
+            } else {
+                auto after = rows.upper_bound(r);
+                target = after == rows.end()
+                             ? sheet_data_.append_child(row_name.c_str())
+                             : sheet_data_.insert_child_before(row_name.c_str(), after->second);
+                set_attr(target, "r", std::to_string(r));
+                rows[r] = target;
+            }
+            target.remove_attribute("spans");
+            c.node.parent().remove_attribute("spans");
+            pugi::xml_node before;
+            for (pugi::xml_node o = target.first_child(); o; o = o.next_sibling()) {
+                if (o.type() != pugi::node_element || o == c.node) continue;
+                auto p = parse_cell(o.attribute("r").value());
+                if (p && p->col > c.new_pos->col) {
+                    before = o;
+                    break;
+                }
+            }
+            if (before)
+                target.insert_move_before(c.node, before);
+            else
+                target.append_move(c.node);
+        }
     }
 
     // Inserted lines take the format of the line before them, as the application inserts.
@@ -355,7 +430,7 @@ private:
             if (e.type() != pugi::node_element) continue;
             std::string_view l = local(e);
             if (l == "cols") {
-                if (axis_ == Axis::Columns) edit_cols(e);
+                if (axis_ == Axis::Columns && !map_.band()) edit_cols(e);
             } else if (l == "mergeCells") {
                 edit_list(e, [&](pugi::xml_node m) {
                     auto a = parse_address(m.attribute("ref").value());
@@ -385,8 +460,9 @@ private:
                 if (!edit_ref_attr(e, "ref")) gone.push_back(e);
                 else
                     edit_list(e, [&](pugi::xml_node s) { return edit_ref_attr(s, "ref"); });
-            } else if ((l == "rowBreaks" && axis_ == Axis::Rows) ||
-                       (l == "colBreaks" && axis_ == Axis::Columns)) {
+            } else if (((l == "rowBreaks" && axis_ == Axis::Rows) ||
+                        (l == "colBreaks" && axis_ == Axis::Columns)) &&
+                       !map_.band()) {
                 edit_list(e, [&](pugi::xml_node b) {
                     auto moved = map_.line(int_attr(b, "id", 0));
                     if (!moved) return false;
@@ -616,6 +692,8 @@ std::optional<std::string> shift_comments(std::string_view text, Axis axis, cons
             if (l == "comment" || l == "threadedComment") {
                 auto p = parse_cell(c.attribute("ref").value());
                 if (!p) continue;
+                std::int32_t cross = axis == Axis::Rows ? p->col : p->row;
+                if (!map.moves(cross, cross)) continue;
                 auto moved = map.line(line_of(*p, axis));
                 changed = true;
                 if (!moved)
@@ -638,6 +716,8 @@ std::optional<std::string> shift_comments(std::string_view text, Axis axis, cons
 // their size; "absolute" ones stay.
 std::optional<std::string> shift_drawing(std::string_view text, Axis axis, const LineMap& map,
                                          const std::string& part) {
+    // Shifting cells inside some columns or rows leaves drawn objects where they are.
+    if (map.band()) return std::nullopt;
     xml::Document doc;
     if (!xml::load(doc, text, part)) return std::nullopt;
     bool changed = false;
@@ -701,6 +781,16 @@ std::optional<std::string> shift_vml(std::string_view text, Axis axis, const Lin
         std::size_t vb = 0, ve = 0;
         bool note = block.find("ObjectType=\"Note\"") != std::string::npos;
         const char* cell_tag = axis == Axis::Rows ? "Row" : "Column";
+        if (map.band()) {
+            // Only comment boxes whose cell moves go with it.
+            std::size_t cb = 0, ce = 0;
+            auto cross = number_in(block, axis == Axis::Rows ? "Column" : "Row", cb, ce);
+            std::int32_t at = cross ? std::atoi(std::string(*cross).c_str()) + 1 : 0;
+            if (!note || !map.moves(at, at)) {
+                out += block;
+                continue;
+            }
+        }
         if (auto v = number_in(block, cell_tag, vb, ve)) {
             std::int32_t old = std::atoi(std::string(*v).c_str()) + 1;
             auto moved = map.line(old);
@@ -759,6 +849,16 @@ Result<std::optional<std::string>> shift_table(std::string_view text, Axis axis,
     if (!a) return std::optional<std::string>();
     std::string name = table.attribute("displayName").value();
     if (name.empty()) name = table.attribute("name").value();
+    if (map.band()) {
+        std::int32_t lo = axis == Axis::Rows ? a->first_col : a->first_row;
+        std::int32_t hi = axis == Axis::Rows ? a->last_col : a->last_row;
+        std::int32_t last = axis == Axis::Rows ? a->last_row : a->last_col;
+        const LineSpan& b = *map.band();
+        bool outside = hi < b.first || lo > b.last || last < map.first_affected();
+        if (outside) return std::optional<std::string>();
+        if (!map.moves(lo, hi) || axis == Axis::Columns || map.cuts(a->first_row, a->last_row))
+            return refused("テーブル「" + name + "」の一部を移動することはできません。");
+    }
     if (axis == Axis::Columns) {
         if (map.cuts(a->first_col, a->last_col))
             return refused("テーブル「" + name +
@@ -799,7 +899,12 @@ Result<std::optional<std::string>> shift_pivot_table(std::string_view text, Axis
     if (!a) return std::optional<std::string>();
     std::int32_t lo = axis == Axis::Rows ? a->first_row : a->first_col;
     std::int32_t hi = axis == Axis::Rows ? a->last_row : a->last_col;
-    if (map.cuts(lo, hi))
+    std::int32_t cross_lo = axis == Axis::Rows ? a->first_col : a->first_row;
+    std::int32_t cross_hi = axis == Axis::Rows ? a->last_col : a->last_row;
+    bool partly = map.band() && !map.moves(cross_lo, cross_hi) &&
+                  cross_hi >= map.band()->first && cross_lo <= map.band()->last &&
+                  hi >= map.first_affected();
+    if ((map.moves(cross_lo, cross_hi) && map.cuts(lo, hi)) || partly)
         return refused("ピボットテーブル「" + std::string(doc.root().attribute("name").value()) +
                        "」の一部を変更することはできません。");
     auto moved = shift_area(*a, axis, map);

@@ -107,6 +107,9 @@ bool LineMap::cuts(std::int32_t lo, std::int32_t hi) const {
 }
 
 std::optional<Area> shift_area(const Area& a, Axis axis, const LineMap& map) {
+    if (axis == Axis::Rows ? !map.moves(a.first_col, a.last_col)
+                           : !map.moves(a.first_row, a.last_row))
+        return a;
     Area out = a;
     if (axis == Axis::Rows) {
         auto s = map.span(a.first_row, a.last_row);
@@ -405,6 +408,11 @@ private:
         }
         i_ = end;
         std::int32_t& v = axis_ == Axis::Rows ? a.row : a.col;
+        const std::int32_t cross = axis_ == Axis::Rows ? a.col : a.row;
+        if (!map_.moves(cross, cross)) {
+            out_ += part_text(a);
+            return;
+        }
         auto moved = map_.line(v);
         if (!moved) {
             out_.resize(prefix_at);
@@ -418,7 +426,12 @@ private:
     void emit_range(RefPart a, RefPart b, std::size_t prefix_at) {
         std::int32_t& va = axis_ == Axis::Rows ? a.row : a.col;
         std::int32_t& vb = axis_ == Axis::Rows ? b.row : b.col;
-        if (va != 0 && vb != 0) {
+        // The other axis' extent: whole rows or columns span all of it.
+        std::int32_t ca = axis_ == Axis::Rows ? a.col : a.row;
+        std::int32_t cb = axis_ == Axis::Rows ? b.col : b.row;
+        bool across = ca != 0 && cb != 0 ? map_.moves(std::min(ca, cb), std::max(ca, cb))
+                                         : map_.moves(1, axis_ == Axis::Rows ? 16384 : kMaxRows);
+        if (va != 0 && vb != 0 && across) {
             bool swapped = va > vb;
             auto s = map_.span(std::min(va, vb), std::max(va, vb));
             if (!s) {

@@ -41,7 +41,26 @@ public:
     // Lines deleted before line `old`.
     std::int32_t deleted_before(std::int32_t old) const;
 
+    // The same move made by the cells of `band` only (lines of the other axis: the columns of
+    // cells shifted up or down, the rows of cells shifted left or right). What spans lines of
+    // the other axis outside the band stays where it is.
+    LineMap within(LineSpan band) const {
+        LineMap m = *this;
+        m.band_ = band;
+        return m;
+    }
+    const std::optional<LineSpan>& band() const { return band_; }
+    // Whether what spans lo..hi of the other axis moves with the lines.
+    bool moves(std::int32_t lo, std::int32_t hi) const {
+        return !band_ || (lo >= band_->first && hi <= band_->last);
+    }
+    // The first line whose cells move or go.
+    std::int32_t first_affected() const {
+        return inserting() ? at_ : deleted_.empty() ? limit_ + 1 : deleted_.front().first;
+    }
+
 private:
+    std::optional<LineSpan> band_;
     std::int32_t at_ = 0, count_ = 0, limit_ = 0;
     std::vector<LineSpan> deleted_;
     std::vector<std::int32_t> deleted_prefix_;  // lines deleted in spans before span i

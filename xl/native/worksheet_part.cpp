@@ -208,6 +208,7 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
     table_ = CellTable();
     code_name_.clear();
     styled_cols_.clear();
+    column_styles_.clear();
     tab_selected_ = tab_selected_changed_ = root_self_closing_ = false;
     insert_pos_ = 0;
     has_sheet_data_ = sheet_data_self_closing_ = false;
@@ -263,6 +264,8 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
                     }
                 } else if (n == "customFormat") {
                     row.styled = truthy(v);
+                } else if (n == "s") {
+                    parse_uint(v, row.style);
                 }
                 return true;
             });
@@ -528,8 +531,10 @@ Result<void> WorksheetPart::parse(std::string xml_text, const std::string& part_
                             parse_uint(v, style);
                         return true;
                     });
-                    if (style != 0 && lo >= 1 && hi >= lo)
+                    if (style != 0 && lo >= 1 && hi >= lo) {
                         styled_cols_.emplace_back(lo, std::min(hi, 16384));
+                        column_styles_.push_back(style);
+                    }
                 }
             }
             if (!t.self_closing) ++depth;

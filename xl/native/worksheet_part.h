@@ -45,6 +45,13 @@ public:
     const std::vector<std::pair<std::int32_t, std::int32_t>>& styled_columns() const {
         return styled_cols_;
     }
+    // The format a column gives its empty cells (0 when none).
+    std::uint32_t column_style(std::int32_t col) const {
+        for (std::size_t i = 0; i < styled_cols_.size(); ++i)
+            if (col >= styled_cols_[i].first && col <= styled_cols_[i].second)
+                return column_styles_[i];
+        return 0;
+    }
     bool dirty() const { return dirty_; }
     void mark_dirty() { dirty_ = true; }
 
@@ -80,6 +87,7 @@ private:
     std::size_t content_end_ = 0;       // "</sheetData>" (or the end of a self-closing tag)
     std::size_t insert_pos_ = 0;        // where a missing sheetData would go
     std::vector<std::pair<std::int32_t, std::int32_t>> styled_cols_;
+    std::vector<std::uint32_t> column_styles_;  // the style of each of styled_cols_
     bool dirty_ = false;
 };
 
