@@ -15,6 +15,12 @@ const TableFn kTables[] = {
     text_convert_procedures,
     value_check_procedures,
     cell_set_procedures,
+    cell_shift_procedures,
+    cell_format_procedures,
+    cell_format_list_procedures,
+    hyperlink_procedures,
+    conditional_format_procedures,
+    comment_procedures,
     sheet_procedures,
     export_procedures,
     combine_split_procedures,
@@ -56,6 +62,7 @@ const TableFn kTables[] = {
     catalogue_list_procedures,
     reference_list_procedures,
     function_list_procedures,
+    validation_procedures,
 };
 
 }  // namespace

@@ -28,6 +28,13 @@ std::span<const Procedures> digit_check_procedures();
 std::span<const Procedures> text_convert_procedures();
 std::span<const Procedures> value_check_procedures();
 std::span<const Procedures> cell_set_procedures();
+std::span<const Procedures> cell_shift_procedures();
+// Cell formats.
+std::span<const Procedures> cell_format_procedures();
+std::span<const Procedures> cell_format_list_procedures();
+std::span<const Procedures> hyperlink_procedures();
+std::span<const Procedures> conditional_format_procedures();
+std::span<const Procedures> comment_procedures();
 std::span<const Procedures> sheet_procedures();
 std::span<const Procedures> export_procedures();
 std::span<const Procedures> combine_split_procedures();
@@ -71,6 +78,8 @@ std::span<const Procedures> font_list_procedures();
 std::span<const Procedures> catalogue_list_procedures();
 std::span<const Procedures> reference_list_procedures();
 std::span<const Procedures> function_list_procedures();
+// Data validation.
+std::span<const Procedures> validation_procedures();
 
 // Dispatch: nullptr when no implemented operation matches. An entry whose category is the full
 // category (an all-sheets variant with an executor of its own) is preferred to one matched

@@ -46,6 +46,15 @@ std::optional<xl::Area> pane_area(xl::Worksheet& sheet, const shell::Params& p) 
     return xl::parse_address(address);
 }
 
+std::optional<xl::Area> pane_target_area(xl::Worksheet& sheet, const shell::Params& p) {
+    const Boxes b = read_boxes(p);
+    if (b.col_from > 0 && b.row_from > 0 && b.col_to > 0 && b.row_to > 0)
+        return xl::Area{b.row_from, b.col_from, b.row_to, b.col_to};
+    if (b.col_from == 0 && b.row_from == 0 && b.col_to == 0 && b.row_to == 0)
+        return xl::Area{1, 1, sheet.rows_count(), sheet.columns_count()};
+    return pane_area(sheet, p);
+}
+
 void for_each_pane_cell(run::Session& s, xl::Worksheet& sheet,
                         const std::function<void(xl::CellRef)>& visit) {
     std::optional<xl::Area> area = pane_area(sheet, s.params);

@@ -39,6 +39,11 @@ std::string Excel_Used_Cells(xl::Worksheet& sheet, std::int32_t col_from, std::i
 // The pane's range on `sheet` cut to the used range; nullopt when it holds nothing.
 std::optional<xl::Area> pane_area(xl::Worksheet& sheet, const shell::Params& p);
 
+// The pane's range for what may sit on empty cells (validation, conditional formats, comments):
+// the rectangle as typed when all four boxes are filled; the whole sheet when all four are
+// empty; else the used part as pane_area gives it.
+std::optional<xl::Area> pane_target_area(xl::Worksheet& sheet, const shell::Params& p);
+
 // Visits every cell of the pane's range that holds something, row by row, yielding to the host
 // before each; stops when the user cancels.
 void for_each_pane_cell(run::Session& s, xl::Worksheet& sheet,
