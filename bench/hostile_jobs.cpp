@@ -108,11 +108,11 @@ int wildcard_job(int n, int length) {
             return fail(set.error().message);
     const xl::Area all{1, 1, n, 1};
     auto search = [&](const std::string& what) {
-        xl::FindSpec spec;
-        spec.what = what;
-        spec.look_in = xl::xlValues;
+        xl::FindSpec criteria;
+        criteria.what = what;
+        criteria.look_in = xl::xlValues;
         auto t = Clock::now();
-        auto hit = ws->find(all, spec, std::nullopt);
+        auto hit = ws->find(all, criteria, std::nullopt);
         double ms = ms_since(t);
         return std::make_pair(hit.has_value(), ms);
     };
