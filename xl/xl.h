@@ -41,6 +41,18 @@ inline constexpr int xlCurrentPlatformText = -4158;
 inline constexpr int xlOpenXMLWorkbook = 51;
 inline constexpr int xlOpenXMLWorkbookMacroEnabled = 52;
 inline constexpr int xlExcel8 = 56;
+// Range.PasteSpecial Paste:= and what Range.Clear... removes.
+inline constexpr int xlPasteAll = -4104;
+inline constexpr int xlPasteValues = -4163;
+inline constexpr int xlPasteFormulas = -4123;
+inline constexpr int xlPasteFormats = -4122;
+inline constexpr int xlPasteComments = -4144;
+inline constexpr int xlPasteValidation = 6;
+inline constexpr int xlPasteColumnWidths = 8;
+inline constexpr int kClearContents = 1;  // ClearContents: values and formulas
+inline constexpr int kClearFormats = 2;   // ClearFormats: cell formats
+inline constexpr int kClearComments = 4;  // ClearComments: notes
+inline constexpr int kClearAll = 7;       // Clear
 inline constexpr int xlMinimized = -4140;
 inline constexpr int xlMaximized = -4137;
 inline constexpr int xlNormal = -4143;
@@ -318,6 +330,33 @@ struct CellStyleInfo {
     int builtin_id = -1;
     bool hidden = false;
     std::int64_t cells = 0;
+};
+
+// The window of a sheet (ActiveWindow while the sheet is active), as the workbook keeps it.
+// View: xlNormalView, xlPageBreakPreview, xlPageLayoutView.
+inline constexpr int xlNormalView = 1;
+inline constexpr int xlPageBreakPreview = 2;
+inline constexpr int xlPageLayoutView = 3;
+struct SheetView {
+    int view = xlNormalView;
+    int zoom = 100;          // Zoom of the view shown, percent (10..400)
+    CellRef scroll{1, 1};    // ScrollRow and ScrollColumn: the first cell shown where it scrolls
+    CellRef active_cell{1, 1};
+    std::vector<Area> selection{Area{}};  // Selection: its areas (the active cell lies in one)
+    // FreezePanes: the first cell that scrolls (B2 freezes row 1 and column A); nullopt when
+    // the panes are not frozen.
+    std::optional<CellRef> freeze;
+    bool split = false;  // split into panes without freezing (Split); false removes a split
+    // Display options of the window.
+    bool gridlines = true;       // DisplayGridlines
+    bool headings = true;        // DisplayHeadings
+    bool zeros = true;           // DisplayZeros
+    bool formulas = false;       // DisplayFormulas
+    bool outline = true;         // DisplayOutline
+    bool right_to_left = false;  // DisplayRightToLeft
+    bool ruler = true;           // DisplayRuler (page layout view)
+    bool white_space = true;     // DisplayWhitespace (page layout view)
+    bool operator==(const SheetView&) const = default;
 };
 
 class Application;
@@ -613,6 +652,54 @@ public:
                                               const std::function<void(CommentBox&)>& edit) {
         (void)area, (void)edit;
         return Error::failed("コメントを扱えないシートです。");
+    // ---- Copying and clearing cells (xl/native/range_copy.cpp) ----
+    // Range.Copy then Range.PasteSpecial: the cells `from` of `source` (this sheet or a sheet of
+    // any open workbook) pasted with their top-left cell at `to`. Formulas move their relative
+    // references by the distance pasted; pasted into another workbook, references to sheets
+    // of the source become external references to its file. Formats from another workbook are
+    // merged into this one's styles. Refused where the application refuses (outside the grid,
+    // over part of a merged area or of an array formula).
+    virtual Result<void> paste_special(Worksheet& source, const Area& from, CellRef to,
+                                       int paste = xlPasteAll, bool skip_blanks = false,
+                                       bool transpose = false) {
+        (void)source, (void)from, (void)to, (void)paste, (void)skip_blanks, (void)transpose;
+        return Error::failed("貼り付けできないシートです。");
+    }
+    // Range.Cut Destination within this sheet: the cells of `from` (values, formulas as they
+    // stand, formats) moved to `to`; every reference in the workbook wholly inside `from`
+    // follows them, and one wholly inside the cells pasted over becomes #REF!.
+    virtual Result<void> cut_cells(const Area& from, CellRef to) {
+        (void)from, (void)to;
+        return Error::failed("切り取りできないシートです。");
+    }
+    // The conditional formats of `source` (this sheet or a sheet of any open workbook) that
+    // apply to cells of `from`, applied to the same cells counted from `to`: their ranges cut
+    // to `from` and moved, their formulas' relative references moved, their formats merged
+    // into this workbook's styles. Rules already there are kept.
+    virtual Result<void> paste_conditional_formats(Worksheet& source, const Area& from,
+                                                   CellRef to) {
+        (void)source, (void)from, (void)to;
+        return Error::failed("条件付き書式を扱えないシートです。");
+    }
+    // Range.Clear, ClearContents, ClearFormats, ClearComments by the kClear... bits.
+    virtual Result<void> clear_cells(const Area& area, int what) {
+        (void)area, (void)what;
+        return Error::failed("クリアできないシートです。");
+    }
+    // The notes of the sheet with their cells, row by row.
+    virtual std::vector<std::pair<CellRef, std::string>> comments() { return {}; }
+
+    // ---- The sheet's window (xl/native/sheet_view.cpp) ----
+    // What the window shows when the workbook opens on this sheet.
+    virtual Result<SheetView> view() {
+        return Error::failed("表示を扱えないシートです。");
+    }
+    // Writes what differs from view(). A view switched without a new zoom takes the zoom that
+    // view last had; freezing keeps the rows and columns shown above and left of `freeze`.
+    // Refused when a cell lies outside the grid or the zoom outside 10..400.
+    virtual Result<void> set_view(const SheetView& v) {
+        (void)v;
+        return Error::failed("表示を扱えないシートです。");
     }
 
     Range cells() { return Range(*this, Area{1, 1, rows_count(), columns_count()}); }
@@ -694,6 +781,29 @@ public:
 
     // The names of the workbook's cell styles, in the order the workbook lists them.
     virtual std::vector<std::string> cell_style_names() { return {}; }
+    // ---- Selected tabs (xl/native/sheet_view.cpp) ----
+    // The 1-based positions (in Worksheets) of the selected tabs, the active sheet's among them.
+    virtual std::vector<int> selected_sheets() {
+        Worksheet* a = active_sheet();
+        return a ? std::vector<int>{a->index()} : std::vector<int>{};
+    }
+    // Sheets(Array(...)).Select: the tabs at these positions are selected together and the
+    // first of them becomes the active sheet. Activating a sheet later selects it alone.
+    virtual Result<void> select_sheets(const std::vector<int>& positions) {
+        (void)positions;
+        return Error::failed("シートを選択できないブックです。");
+    }
+
+    // ---- Named cell styles (xl/native/range_copy.cpp) ----
+    // The names of the workbook's cell styles ("Normal", "Good", ...), in its order.
+    virtual std::vector<std::string> style_names() { return {}; }
+    // Styles.Merge: the named styles of `source` (those of `names`, all when empty) copied
+    // into this workbook with what they use (fonts, fills, borders, number formats); a style of
+    // the same name here takes the source's definition. Refused when the source lacks a name.
+    virtual Result<void> merge_styles(Workbook& source, const std::vector<std::string>& names) {
+        (void)source, (void)names;
+        return Error::failed("スタイルを扱えないブックです。");
+    }
 
     // ---- Tabs (xl/native/colours*.cpp) ----
     // The 1-based position of the first tab shown in the tab bar, and setting it.

@@ -600,7 +600,13 @@ void Book::move_sheet(int from, int to) {
     saved_ = false;
 }
 
-void Book::set_active(Sheet* s) { active_ = s; }
+void Book::set_active(Sheet* s) {
+    if (!group_.empty() && std::find(group_.begin(), group_.end(), s) == group_.end()) {
+        group_.clear();
+        group_changed_ = true;
+    }
+    active_ = s;
+}
 
 void Book::close() { app_.closed(this); }
 
@@ -735,12 +741,13 @@ Result<void> Book::flush() {
     fold_string_changes();
     // The active tab and the selected flags of the sheets follow the active sheet.
     int active_pos = sheet_position(active_);
-    if (active_pos >= 0 && active_pos != loaded_active_tab_) {
+    if (active_pos >= 0 && (active_pos != loaded_active_tab_ || group_changed_)) {
         workbook_.set_active_tab(active_pos);
         for (std::size_t i = 0; i < sheets_.size(); ++i) {
             Sheet& s = *sheets_[i];
             if (!s.has_cells()) continue;
-            bool want = static_cast<int>(i) == active_pos;
+            bool want = static_cast<int>(i) == active_pos ||
+                        std::find(group_.begin(), group_.end(), &s) != group_.end();
             if (!s.loaded()) {
                 auto head = package_->read_prefix(s.part_name(), 64 * 1024);
                 if (head && WorksheetPart::read_head(*head).tab_selected == want) continue;
@@ -750,6 +757,7 @@ Result<void> Book::flush() {
             (*part)->set_tab_selected(want);
         }
         loaded_active_tab_ = active_pos;
+        group_changed_ = false;
     }
     for (auto& s : sheets_) {
         if (!s->loaded()) continue;

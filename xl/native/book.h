@@ -78,6 +78,17 @@ public:
                                std::int32_t first_cross) override;
     double standard_size(Axis axis) override;
     std::vector<std::pair<LineSpan, LineFormat>> formatted_lines(Axis axis) override;
+    // Copying and clearing cells (xl/native/range_copy.cpp).
+    Result<void> paste_special(Worksheet& source, const Area& from, CellRef to, int paste,
+                               bool skip_blanks, bool transpose) override;
+    Result<void> clear_cells(const Area& area, int what) override;
+    Result<void> cut_cells(const Area& from, CellRef to) override;
+    Result<void> paste_conditional_formats(Worksheet& source, const Area& from,
+                                           CellRef to) override;
+    std::vector<std::pair<CellRef, std::string>> comments() override;
+    // The window (xl/native/sheet_view.cpp).
+    Result<SheetView> view() override;
+    Result<void> set_view(const SheetView& v) override;
 
     // Page setup (xl/native/page_setup.cpp).
     Result<PageSetup> page_setup() override;
@@ -158,6 +169,10 @@ private:
     void set_string(Cell& cell, std::string_view s);
     void clear_value(Cell& cell);
     Result<void> ensure_comments();
+    // The paste of range_copy.cpp; `shift` moves the relative references of formulas (a copy),
+    // else they are pasted as they stand (a cut).
+    Result<void> paste_cells(Sheet& src, const Area& from, CellRef to, int paste,
+                             bool skip_blanks, bool transpose, bool shift);
     const std::vector<std::pair<std::int32_t, std::int32_t>>& column_order();
 
     Book& book_;
@@ -219,6 +234,14 @@ public:
                                        bool custom) override;
     std::string opened_through() const override { return office_name_; }
 
+    // Named cell styles (xl/native/range_copy.cpp).
+    std::vector<std::string> style_names() override;
+    Result<void> merge_styles(Workbook& source, const std::vector<std::string>& names) override;
+
+    // Selected tabs (xl/native/sheet_view.cpp).
+    std::vector<int> selected_sheets() override;
+    Result<void> select_sheets(const std::vector<int>& positions) override;
+
     // Tabs (xl/native/colours_sheet.cpp).
     int first_tab() override;
     Result<void> set_first_tab(int position) override;
@@ -266,6 +289,7 @@ public:
     void move_sheet(int from, int to);
     // The document properties list the sheets: written again at the next save.
     void app_properties_stale() { app_properties_stale_ = true; }
+    // Makes `s` the active sheet; a group of selected tabs that does not hold it is dissolved.
     void set_active(Sheet* s);
     // Records that cell contents changed: the calculation chain goes and a full recalculation
     // is requested for the next open.
@@ -362,6 +386,8 @@ private:
     mutable std::size_t indexed_size_ = 0;
     mutable std::vector<int> worksheet_at_;  // worksheet number - 1 -> position
     mutable std::vector<pugi::xml_node> sheet_elements_;  // position -> <sheet>, or empty
+    std::vector<Sheet*> group_;  // tabs selected with the active sheet (select_sheets)
+    bool group_changed_ = false;
     Result<void> flush_vba();
     std::shared_ptr<VbaBinding> vba_;  // read on first use
     std::shared_ptr<FormatTable> formats_;  // read on first use

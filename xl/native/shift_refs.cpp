@@ -248,8 +248,9 @@ std::size_t quoted_end(std::string_view f, std::size_t i, char q) {
 
 class Shifter {
 public:
-    Shifter(std::string_view f, const RefScope& scope, Axis axis, const LineMap& map)
-        : f_(f), scope_(scope), axis_(axis), map_(map) {}
+    Shifter(std::string_view f, const RefScope& scope, Axis axis, const LineMap& map,
+            const BlockMove* block = nullptr)
+        : f_(f), scope_(scope), axis_(axis), map_(map), block_(block) {}
 
     std::string run() {
         out_.reserve(f_.size() + 8);
@@ -407,6 +408,10 @@ private:
             return;
         }
         i_ = end;
+        if (block_) {
+            emit_moved(a, a, false, prefix_at);
+            return;
+        }
         std::int32_t& v = axis_ == Axis::Rows ? a.row : a.col;
         const std::int32_t cross = axis_ == Axis::Rows ? a.col : a.row;
         if (!map_.moves(cross, cross)) {
@@ -423,7 +428,36 @@ private:
         out_ += part_text(a);
     }
 
+    // Range.Cut: a reference wholly inside the block moves with it; one wholly inside the
+    // cells pasted over (and not in the block) is lost.
+    void emit_moved(RefPart a, RefPart b, bool range, std::size_t prefix_at) {
+        const BlockMove& m = *block_;
+        Area r{a.row ? std::min(a.row, b.row) : 1, a.col ? std::min(a.col, b.col) : 1,
+               a.row ? std::max(a.row, b.row) : kMaxRows, a.col ? std::max(a.col, b.col) : 16384};
+        auto within = [&](const Area& o) {
+            return r.first_row >= o.first_row && r.last_row <= o.last_row &&
+                   r.first_col >= o.first_col && r.last_col <= o.last_col;
+        };
+        Area dest{m.from.first_row + m.rows, m.from.first_col + m.cols, m.from.last_row + m.rows,
+                  m.from.last_col + m.cols};
+        if (within(m.from)) {
+            for (RefPart* p : {&a, &b}) {
+                if (p->row) p->row += m.rows;
+                if (p->col) p->col += m.cols;
+            }
+        } else if (within(dest)) {
+            out_.resize(prefix_at);
+            out_ += "#REF!";
+            return;
+        }
+        out_ += range ? part_text(a) + ":" + part_text(b) : part_text(a);
+    }
+
     void emit_range(RefPart a, RefPart b, std::size_t prefix_at) {
+        if (block_) {
+            emit_moved(a, b, true, prefix_at);
+            return;
+        }
         std::int32_t& va = axis_ == Axis::Rows ? a.row : a.col;
         std::int32_t& vb = axis_ == Axis::Rows ? b.row : b.col;
         // The other axis' extent: whole rows or columns span all of it.
@@ -449,6 +483,7 @@ private:
     const RefScope& scope_;
     Axis axis_;
     const LineMap& map_;
+    const BlockMove* block_;
     std::size_t i_ = 0;
     std::string out_;
 };
@@ -458,6 +493,11 @@ private:
 std::string shift_formula_refs(std::string_view formula, const RefScope& scope, Axis axis,
                                const LineMap& map) {
     return Shifter(formula, scope, axis, map).run();
+}
+
+std::string move_block_refs(std::string_view formula, const RefScope& scope, const BlockMove& move) {
+    static const LineMap unused = LineMap::insertion(1, 0, kMaxRows);
+    return Shifter(formula, scope, Axis::Rows, unused, &move).run();
 }
 
 }  // namespace sheaflow::xl::native

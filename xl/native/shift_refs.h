@@ -83,4 +83,14 @@ struct RefScope {
 std::string shift_formula_refs(std::string_view formula, const RefScope& scope, Axis axis,
                                const LineMap& map);
 
+// Range.Cut on one sheet: the cells of `from` go `rows` down and `cols` right.
+struct BlockMove {
+    Area from;
+    std::int32_t rows = 0, cols = 0;
+};
+// The formula with every reference into the sheet that lies wholly inside the block moved with
+// it, and every reference wholly inside the cells pasted over (outside the block) made #REF!;
+// other references, partly inside or not, stay as they are.
+std::string move_block_refs(std::string_view formula, const RefScope& scope, const BlockMove& move);
+
 }  // namespace sheaflow::xl::native

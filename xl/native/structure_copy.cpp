@@ -1113,4 +1113,136 @@ Result<Worksheet*> copy_sheet(Sheet& source, Book& dest, Worksheet* before, Work
     return copy.run();
 }
 
+struct PasteTransfer::Impl {
+    Book& source;
+    Book& dest;
+    StyleMerge styles;
+    std::unique_ptr<ExternalLinks> links;
+    std::string target;  // the source's file as a link names it
+};
+
+PasteTransfer::PasteTransfer(Book& source, Book& dest)
+    : impl_(std::make_unique<Impl>(Impl{source, dest, {}, nullptr, {}})) {
+    std::string path = source.full_name();
+    impl_->target = !path.empty() && path.front() == '/' ? "file://" + path : path;
+}
+
+PasteTransfer::~PasteTransfer() = default;
+
+Result<void> PasteTransfer::load() {
+    return impl_->styles.load(read_or_empty(impl_->source, workbook_target(impl_->source, rel::kStyles)),
+                              read_or_empty(impl_->dest, workbook_target(impl_->dest, rel::kStyles)));
+}
+
+std::uint32_t PasteTransfer::cell_format(std::uint32_t xf) { return impl_->styles.cell_format(xf); }
+
+std::uint32_t PasteTransfer::differential_format(std::uint32_t dxf) {
+    return impl_->styles.differential_format(dxf);
+}
+
+std::string PasteTransfer::formula(std::string_view f) {
+    Impl& m = *impl_;
+    return rewrite_sheet_refs(f, [&](const SheetRef& r) -> std::optional<std::string> {
+        if (!r.external.empty()) return std::nullopt;  // already another workbook's
+        if (!m.links) m.links = std::make_unique<ExternalLinks>(m.dest);
+        int index = m.links->index(m.target, r.first);
+        if (!r.last.empty()) m.links->index(m.target, r.last);
+        // The values the reference reads, so that the link shows them before it is updated.
+        if (auto area = xl::parse_address(r.cells); area && r.last.empty() &&
+            std::int64_t{area->last_row - area->first_row + 1} *
+                    (area->last_col - area->first_col + 1) <= 10000)
+            if (xl::Worksheet* ws = m.source.worksheet(r.first))
+                ws->for_each_cell(*area, [&](xl::CellRef c) {
+                    xl::Value v = ws->cell_value(c);
+                    std::string type, text;
+                    char buf[64];
+                    if (const double* d = std::get_if<double>(&v)) {
+                        text.assign(buf, std::to_chars(buf, buf + sizeof buf, *d).ptr);
+                    } else if (const xl::DateTime* t = std::get_if<xl::DateTime>(&v)) {
+                        double serial = t->serial < 61 ? t->serial - 1 : t->serial;
+                        text.assign(buf, std::to_chars(buf, buf + sizeof buf, serial).ptr);
+                    } else if (const bool* b = std::get_if<bool>(&v)) {
+                        type = "b";
+                        text = *b ? "1" : "0";
+                    } else if (const std::string* str = std::get_if<std::string>(&v)) {
+                        type = "str";
+                        text = *str;
+                    } else if (const xl::CellError* e = std::get_if<xl::CellError>(&v)) {
+                        type = "e";
+                        text = e->code;
+                    } else {
+                        return;
+                    }
+                    if (!m.links->has_cell(m.target, r.first, c.row, c.col))
+                        m.links->add_cell(m.target, r.first, c.row, c.col, std::move(type),
+                                          std::move(text));
+                });
+        SheetRef e = r;
+        e.external = "[" + std::to_string(index) + "]";
+        return sheet_ref_text(e);
+    });
+}
+
+Result<void> PasteTransfer::finish() {
+    Book& db = impl_->dest;
+    auto ct = db.content_types();
+    if (!ct) return ct.error();
+    if (impl_->styles.changed()) {
+        std::string styles_part = workbook_target(db, rel::kStyles);
+        if (styles_part.empty()) {
+            std::string folder = db.workbook_part_name().substr(0, db.workbook_part_name().rfind('/') + 1);
+            styles_part = folder + "styles.xml";
+            db.workbook_rels().add(rel::kStyles, relative_target(db.workbook_part_name(), styles_part));
+            (*ct)->set_override(styles_part, ctype::kStyles);
+        }
+        db.package().write(styles_part, impl_->styles.destination_xml());
+        db.styles_changed();
+    }
+    if (impl_->links)
+        if (auto r = impl_->links->write(**ct); !r) return r;
+    return {};
+}
+
+namespace {
+
+// Writes a changed styles part of `db`, adding the part when the workbook had none.
+Result<void> store_styles(Book& db, const StyleMerge& styles) {
+    auto ct = db.content_types();
+    if (!ct) return ct.error();
+    std::string styles_part = workbook_target(db, rel::kStyles);
+    if (styles_part.empty()) {
+        std::string folder = db.workbook_part_name().substr(0, db.workbook_part_name().rfind('/') + 1);
+        styles_part = folder + "styles.xml";
+        db.workbook_rels().add(rel::kStyles, relative_target(db.workbook_part_name(), styles_part));
+        (*ct)->set_override(styles_part, ctype::kStyles);
+    }
+    db.package().write(styles_part, styles.destination_xml());
+    db.styles_changed();
+    db.set_saved(false);
+    return {};
+}
+
+}  // namespace
+
+std::vector<std::string> named_styles(Book& book) {
+    StyleMerge m;
+    std::string part = read_or_empty(book, workbook_target(book, rel::kStyles));
+    if (!m.load(part, part)) return {};
+    return m.source_style_names();
+}
+
+Result<void> merge_named_styles(Book& source, Book& dest, const std::vector<std::string>& names) {
+    StyleMerge m;
+    if (auto r = m.load(read_or_empty(source, workbook_target(source, rel::kStyles)),
+                        read_or_empty(dest, workbook_target(dest, rel::kStyles)));
+        !r)
+        return r;
+    std::vector<std::string> wanted = names.empty() ? m.source_style_names() : names;
+    for (const std::string& n : wanted)
+        if (!m.merge_named_style(n))
+            return refused("コピー元のブックにスタイル「" + n + "」がありません。");
+    if (!m.changed()) return {};
+    return store_styles(dest, m);
+}
+
 }  // namespace sheaflow::xl::native

@@ -3,6 +3,11 @@
 // sheet owns (drawings, charts, images, comments, tables, controls) copied along. Internal to
 // xl/native.
 
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
 #include "util/result.h"
 #include "xl/native/book.h"
 
@@ -18,5 +23,33 @@ Result<Worksheet*> copy_sheet(Sheet& source, Book& dest, Worksheet* before, Work
 Result<std::vector<Worksheet*>> copy_sheets(const std::vector<Sheet*>& sources, Book& dest,
                                             Worksheet& after,
                                             const std::vector<std::string>& names);
+
+// Cells pasted from a sheet of one workbook into another: the source's cell formats merged into
+// the destination's styles, and the references of pasted formulas to sheets of the source made
+// external references to the source's file (the application's rule, whatever sheets the
+// destination has), with the values they read cached in the link.
+class PasteTransfer {
+public:
+    PasteTransfer(Book& source, Book& dest);
+    ~PasteTransfer();
+    Result<void> load();
+    // The destination cell format (cellXfs index) equal to the source's `xf`.
+    std::uint32_t cell_format(std::uint32_t xf);
+    // The destination differential format (dxfs index) equal to the source's `dxf`.
+    std::uint32_t differential_format(std::uint32_t dxf);
+    // A formula (without "=") as the destination must read it.
+    std::string formula(std::string_view f);
+    // Writes the styles and links that were added.
+    Result<void> finish();
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+// Styles.Merge: the named cell styles of `source` (those of `names`, all when empty) merged into
+// `dest`; the first name the source lacks is the error.
+Result<void> merge_named_styles(Book& source, Book& dest, const std::vector<std::string>& names);
+std::vector<std::string> named_styles(Book& book);
 
 }  // namespace sheaflow::xl::native

@@ -282,6 +282,57 @@ std::uint32_t StyleMerge::cell_format(std::uint32_t xf) {
 
 std::uint32_t StyleMerge::differential_format(std::uint32_t dxf) { return map_child("dxfs", dxf); }
 
+std::vector<std::string> StyleMerge::source_style_names() const {
+    std::vector<std::string> out;
+    for (pugi::xml_node s = child(src_.document_element(), "cellStyles").first_child(); s;
+         s = s.next_sibling())
+        if (s.type() == pugi::node_element && s.attribute("name")) out.push_back(s.attribute("name").value());
+    return out;
+}
+
+bool StyleMerge::merge_named_style(const std::string& name) {
+    pugi::xml_node root = src_.document_element();
+    pugi::xml_node named;
+    for (pugi::xml_node s = child(root, "cellStyles").first_child(); s && !named; s = s.next_sibling())
+        if (s.type() == pugi::node_element && name == s.attribute("name").value()) named = s;
+    if (!named) return false;
+    pugi::xml_node src = nth_element(child(root, "cellStyleXfs"), named.attribute("xfId").as_uint());
+    if (!src) return false;
+    pugi::xml_document scratch;
+    pugi::xml_node copy = scratch.append_copy(src);
+    map_xf_refs(copy);
+    reprefix(copy, prefix_of(root), ns_prefix_);
+    pugi::xml_node existing;
+    for (pugi::xml_node s = child(dst_.document_element(), "cellStyles").first_child();
+         s && !existing; s = s.next_sibling())
+        if (s.type() == pugi::node_element && name == s.attribute("name").value()) existing = s;
+    if (existing) {
+        // The destination's entry takes the source's definition in place: its cells and formats
+        // keep pointing at it.
+        pugi::xml_node list = dest_list("cellStyleXfs");
+        pugi::xml_node old = nth_element(list, existing.attribute("xfId").as_uint());
+        if (!old) return false;
+        std::string a, b;
+        canonical(old, a);
+        canonical(copy, b);
+        if (a == b) return true;
+        list.insert_copy_after(copy, old);
+        list.remove_child(old);
+    } else {
+        std::uint32_t index = element_count(dest_list("cellStyleXfs"));
+        pugi::xml_node list = dest_list("cellStyleXfs");
+        list.append_copy(copy);
+        set_count(list);
+        pugi::xml_node styles = dest_list("cellStyles");
+        pugi::xml_node added = styles.append_copy(named);
+        reprefix(added, prefix_of(root), ns_prefix_);
+        added.attribute("xfId").set_value(index);
+        set_count(styles);
+    }
+    changed_ = true;
+    return true;
+}
+
 std::string StyleMerge::destination_xml() const {
     std::ostringstream out;
     dst_.save(out, "", pugi::format_raw, pugi::encoding_utf8);

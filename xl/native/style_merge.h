@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "util/result.h"
 
@@ -25,6 +26,14 @@ public:
     std::uint32_t cell_format(std::uint32_t xf);
     // The destination differential format (dxfs index) equal to the source's `dxf`.
     std::uint32_t differential_format(std::uint32_t dxf);
+
+    // The names of the source's named cell styles, in its order.
+    std::vector<std::string> source_style_names() const;
+    // Styles.Merge for one named style of the source: added to the destination, or, when the
+    // destination has a style of that name, its definition replaced by the source's (the
+    // application's answer to merging styles of the same name). False when the source has no
+    // such style.
+    bool merge_named_style(const std::string& name);
 
     bool changed() const { return changed_; }
     // The destination styles part with what was added.
