@@ -63,6 +63,14 @@ const TableFn kTables[] = {
     reference_list_procedures,
     function_list_procedures,
     validation_procedures,
+    view_window_procedures,
+    edit_jump_procedures,
+    edit_sheet_copy_procedures,
+    edit_clear_procedures,
+    edit_copy_paste_procedures,
+    edit_comment_procedures,
+    edit_cut_paste_procedures,
+    edit_style_procedures,
 };
 
 }  // namespace

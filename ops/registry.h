@@ -80,6 +80,15 @@ std::span<const Procedures> reference_list_procedures();
 std::span<const Procedures> function_list_procedures();
 // Data validation.
 std::span<const Procedures> validation_procedures();
+// View and edit.
+std::span<const Procedures> view_window_procedures();
+std::span<const Procedures> edit_jump_procedures();
+std::span<const Procedures> edit_sheet_copy_procedures();
+std::span<const Procedures> edit_clear_procedures();
+std::span<const Procedures> edit_copy_paste_procedures();
+std::span<const Procedures> edit_comment_procedures();
+std::span<const Procedures> edit_cut_paste_procedures();
+std::span<const Procedures> edit_style_procedures();
 
 // Dispatch: nullptr when no implemented operation matches. An entry whose category is the full
 // category (an all-sheets variant with an executor of its own) is preferred to one matched

@@ -3,6 +3,10 @@
 
 #include "gui/main_window.h"
 
+#include <algorithm>
+#include <string>
+#include <vector>
+
 #include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
@@ -23,6 +27,7 @@
 #include "gui/qt_text.h"
 #include "gui/result_window.h"
 #include "gui_test.h"
+#include "ops/registry.h"
 #include "shell/catalogue.h"
 
 namespace sheaflow::gui::test {
@@ -38,6 +43,20 @@ bool choose(QListWidget* list, const QString& text) {
         }
     }
     return false;
+}
+
+// A category none of whose entries is implemented yet ("" when every category has one).
+std::string unimplemented_category() {
+    std::vector<std::string> seen, busy;
+    for (const shell::OperationDecl& d : shell::declarations()) {
+        if (std::find(seen.begin(), seen.end(), d.category) == seen.end())
+            seen.push_back(d.category);
+        if (!d.is_separator() && ops::find_procedures(d.category, d.key_name))
+            busy.push_back(d.category);
+    }
+    for (const std::string& c : seen)
+        if (std::find(busy.begin(), busy.end(), c) == busy.end()) return c;
+    return {};
 }
 
 QListWidget* categories(MainWindow& w) { return w.findChild<QListWidget*>("List1_0"); }
@@ -76,8 +95,10 @@ private slots:
             QVERIFY(choose(categories(w), QStringLiteral("シート")));
             QCOMPARE(qs(w.currentOperation()->category), QStringLiteral("シート"));
             // A category of entries not implemented yet preselects none of them.
-            QVERIFY(choose(categories(w), QStringLiteral("表示")));
-            QVERIFY(!w.currentOperation());
+            if (const std::string idle = unimplemented_category(); !idle.empty()) {
+                QVERIFY(choose(categories(w), qs(idle)));
+                QVERIFY(!w.currentOperation());
+            }
             QVERIFY(choose(categories(w), QStringLiteral("セル")));
             QCOMPARE(qs(w.currentOperation()->name), QStringLiteral("文字列置換"));
             QCOMPARE(operations(w)->currentItem()->text(), QStringLiteral("文字列置換"));

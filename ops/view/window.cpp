@@ -1,0 +1,77 @@
+// The sheet window as every workbook should open: frozen panes, zoom and the kind of view, for
+// the active sheet, every sheet or the sheets named in the pane.
+
+#include "ops/registry.h"
+#include "ops/view/view_common.h"
+#include "util/text.h"
+
+namespace sheaflow::ops {
+namespace {
+namespace k = view::keys;
+
+std::string Check_表示_枠の固定(const shell::Params& p, std::string_view) {
+    if (p.option(k::kAction) == "freeze") {
+        auto cell = view::pane_cell(p.text(k::kCell));
+        if (!cell) return "固定する位置のセルの指定が不正です。";
+        if (*cell == xl::CellRef{}) return "A1では枠を固定できません。";
+    }
+    return view::check_target(p);
+}
+
+Result<void> Excel_表示_枠の固定(run::Session& s) {
+    std::optional<xl::CellRef> cell;
+    if (s.params.option(k::kAction) == "freeze") cell = view::pane_cell(s.params.text(k::kCell));
+    view::change_views(s, view::target_sheets(s), [&](xl::SheetView& v) {
+        v.freeze = cell;
+        v.split = false;
+    });
+    return {};
+}
+
+std::optional<int> zoom_of(const shell::Params& p) {
+    std::string t = text::narrow(text::trim(p.text(k::kZoom)));
+    if (!text::is_digits(t) || t.size() > 3) return std::nullopt;
+    int z = std::stoi(t);
+    if (z < 10 || z > 400) return std::nullopt;
+    return z;
+}
+
+std::string Check_表示_ズーム(const shell::Params& p, std::string_view) {
+    if (!zoom_of(p)) return "倍率は１０～４００の整数で指定してください。";
+    return view::check_target(p);
+}
+
+Result<void> Excel_表示_ズーム(run::Session& s) {
+    int zoom = *zoom_of(s.params);
+    view::change_views(s, view::target_sheets(s), [&](xl::SheetView& v) { v.zoom = zoom; });
+    return {};
+}
+
+int view_of(const shell::Params& p) {
+    const std::string& v = p.option(k::kView);
+    return v == "break" ? xl::xlPageBreakPreview : v == "layout" ? xl::xlPageLayoutView
+                                                                 : xl::xlNormalView;
+}
+
+std::string Check_表示_レイアウト(const shell::Params& p, std::string_view) {
+    return view::check_target(p);
+}
+
+Result<void> Excel_表示_レイアウト(run::Session& s) {
+    int mode = view_of(s.params);
+    view::change_views(s, view::target_sheets(s), [&](xl::SheetView& v) { v.view = mode; });
+    return {};
+}
+
+const Procedures kProcedures[] = {
+    {"表示", "枠の固定", Check_表示_枠の固定, Excel_表示_枠の固定, nullptr, nullptr, nullptr, true},
+    {"表示", "ズーム", Check_表示_ズーム, Excel_表示_ズーム, nullptr, nullptr, nullptr, true},
+    {"表示", "レイアウト", Check_表示_レイアウト, Excel_表示_レイアウト, nullptr, nullptr, nullptr,
+     true},
+};
+
+}  // namespace
+
+std::span<const Procedures> view_window_procedures() { return kProcedures; }
+
+}  // namespace sheaflow::ops
