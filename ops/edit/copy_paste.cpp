@@ -57,11 +57,11 @@ std::optional<xl::CellRef> dest_cell(const shell::Params& p, Unit unit) {
 }
 
 int paste_kind(const shell::Params& p) {
-    const std::string& k = p.option(kPaste);
-    if (k == "values") return xl::xlPasteValues;
-    if (k == "formulas") return xl::xlPasteFormulas;
-    if (k == "formats") return xl::xlPasteFormats;
-    if (k == "widths") return xl::xlPasteColumnWidths;
+    const std::string& kind = p.option(kPaste);
+    if (kind == "values") return xl::xlPasteValues;
+    if (kind == "formulas") return xl::xlPasteFormulas;
+    if (kind == "formats") return xl::xlPasteFormats;
+    if (kind == "widths") return xl::xlPasteColumnWidths;
     return xl::xlPasteAll;
 }
 

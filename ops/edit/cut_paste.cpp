@@ -97,7 +97,10 @@ Result<void> cut_lines(run::Session& s, xl::Axis axis) {
     if (!ws) return {};
     xl::LineSpan span = *lines::parse_lines(axis, s.params.text(kRange));
     std::int32_t at = lines::parse_lines(axis, s.params.text(kDest))->first;
-    if (auto r = move_lines(*ws, axis, span, at); !r) edit::log_failure(s, r.error(), ws);
+    // A move refused half way (a table in the way of the deletion) leaves the workbook unsaved:
+    // the error is the run's pending error for this file.
+    if (auto r = move_lines(*ws, axis, span, at); !r)
+        return Error::make(r.error().code, "シート「" + ws->name() + "」：" + r.error().message);
     return {};
 }
 

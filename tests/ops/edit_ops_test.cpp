@@ -172,7 +172,8 @@ TEST_F(EditOpsTest, RowsColumnsAndCellsMovedWithTheirReferences) {
     auto out = run("編集", "切取り貼付_行", {{"sheet", "Data"}, {"range", "1"}, {"dest", "6"}});
     ASSERT_TRUE(out.checked) << out.check_message;
     EXPECT_EQ(out.failed_files, 0) << out.error_text;
-    out = run("編集", "切取り貼付_列", {{"sheet", "My Sheet"}, {"range", "B"}, {"dest", "A"}});
+    // My Sheet's column C (beside the table of A:B) before F: it ends as column E.
+    out = run("編集", "切取り貼付_列", {{"sheet", "My Sheet"}, {"range", "C"}, {"dest", "F"}});
     EXPECT_EQ(out.failed_files, 0) << out.error_text;
     out = run("編集", "切取り貼付_セル", {{"sheet", "Data"}, {"range", "A1:A2"}, {"dest", "F1"}});
     EXPECT_EQ(out.failed_files, 0) << out.error_text;
@@ -185,14 +186,20 @@ TEST_F(EditOpsTest, RowsColumnsAndCellsMovedWithTheirReferences) {
         EXPECT_EQ(data.cell_formula({3, 1}), "=SUM(F1:F2)");
         EXPECT_EQ(data.cell_value({1, 6}), xl::Value(2.0));
         xl::Worksheet& mine = *o.book->worksheet("My Sheet");
-        EXPECT_EQ(mine.cell_formula({1, 3}), "=Data!A5*2");
-        EXPECT_EQ(mine.cell_value({2, 1}), xl::Value(10.0));
+        EXPECT_EQ(mine.cell_formula({1, 5}), "=Data!A5*2");
+        EXPECT_TRUE(mine.cell_formula({1, 3}).empty());
         EXPECT_EQ(o.book->worksheet("Summary")->cell_formula({1, 1}),
-                  "=SUM(Data!F1:F2)+'My Sheet'!A2");
+                  "=SUM(Data!F1:F2)+'My Sheet'!B2");
         auto notes = data.comments();
         ASSERT_EQ(notes.size(), 1u);
         EXPECT_EQ(notes[0].first, (xl::CellRef{5, 1}));
     }
+    // A column of the table cannot leave it: the file gets an error line and is not saved.
+    auto before = std::filesystem::last_write_time(dir_ / "s.xlsx");
+    out = run("編集", "切取り貼付_列", {{"sheet", "My Sheet"}, {"range", "B"}, {"dest", "G"}});
+    EXPECT_EQ(out.failed_files, 1);
+    EXPECT_NE(out.error_text.find("テーブル「Table1」"), std::string::npos) << out.error_text;
+    EXPECT_EQ(std::filesystem::last_write_time(dir_ / "s.xlsx"), before);
     EXPECT_FALSE(run("編集", "切取り貼付_行", {{"range", "0"}, {"dest", "3"}}).checked);
     EXPECT_FALSE(run("編集", "切取り貼付_セル", {{"range", "A1:B2"}, {"dest", "XFD1"}}).checked);
     out = run("編集", "切取り貼付_セル", {{"sheet", "Data"}, {"range", "D5"}, {"dest", "H1"}});

@@ -46,9 +46,11 @@ protected:
 
     run::RunOutcome run(const std::string& category, const std::string& name,
                         const std::vector<std::pair<std::string, std::string>>& values = {}) {
-        const shell::OperationDecl* decl = shell::find_declaration(category, name);
-        EXPECT_NE(decl, nullptr) << name;
-        if (!decl) return {};
+        const shell::OperationDecl* listed = shell::find_declaration(category, name);
+        EXPECT_NE(listed, nullptr) << name;
+        if (!listed) return {};
+        // An all-sheets row that shares its base row's pane runs with that pane.
+        const shell::OperationDecl* decl = &shell::params_owner(*listed);
         pane_.values.clear();
         for (const shell::Field& f : decl->fields) pane_.values.push_back(f.default_value);
         for (const auto& [key, value] : values) {

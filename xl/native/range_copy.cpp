@@ -4,6 +4,7 @@
 // destination's styles and external links.
 
 #include <algorithm>
+#include <functional>
 
 #include "xl/native/book.h"
 #include "xl/native/formula.h"
@@ -112,6 +113,82 @@ std::string moved_sqref(std::string_view sqref, const Area& from, const Area& de
     return out;
 }
 
+// What becomes of a note: kept where it is, deleted, or moved to `to`.
+struct NoteFate {
+    enum Kind { Keep, Delete, Move } kind = Keep;
+    CellRef to{};
+};
+
+// Notes edited in the comments part (each names its cell) and in the VML part (each note's
+// shape names its cell's row and column, counted from 0).
+Result<void> edit_notes(Book& b, Sheet& s, const std::function<NoteFate(CellRef)>& fate) {
+    for (const std::string& name : structure::internal_targets(b, s.part_name())) {
+        auto bytes = b.package().read(name);
+        if (!bytes) return bytes.error();
+        bool vml = name.size() > 4 && name.compare(name.size() - 4, 4, ".vml") == 0;
+        if (!vml && bytes->find("<comments") == std::string::npos) continue;
+        if (vml) {
+            std::string out;
+            std::string_view text = *bytes;
+            std::size_t pos = 0;
+            bool any = false;
+            while (true) {
+                std::size_t sb = text.find("<v:shape ", pos);
+                std::size_t se = sb == std::string_view::npos ? sb : text.find("</v:shape>", sb);
+                if (se == std::string_view::npos) break;
+                se += 10;
+                out.append(text.substr(pos, sb - pos));
+                std::string block(text.substr(sb, se - sb));
+                pos = se;
+                std::size_t rb = block.find("<x:Row>"), cb = block.find("<x:Column>");
+                if (block.find("ObjectType=\"Note\"") != std::string::npos &&
+                    rb != std::string::npos && cb != std::string::npos) {
+                    std::int32_t r = std::atoi(block.c_str() + rb + 7) + 1;
+                    std::int32_t c = std::atoi(block.c_str() + cb + 10) + 1;
+                    NoteFate f = fate({r, c});
+                    if (f.kind == NoteFate::Delete) {
+                        any = true;
+                        continue;  // the note goes
+                    }
+                    if (f.kind == NoteFate::Move) {
+                        std::size_t re = block.find('<', rb + 7);
+                        block.replace(rb + 7, re - rb - 7, std::to_string(f.to.row - 1));
+                        cb = block.find("<x:Column>");
+                        std::size_t ce = block.find('<', cb + 10);
+                        block.replace(cb + 10, ce - cb - 10, std::to_string(f.to.col - 1));
+                        any = true;
+                    }
+                }
+                out += block;
+            }
+            out.append(text.substr(pos));
+            if (any) b.package().write(name, std::move(out));
+            continue;
+        }
+        xml::Document cdoc;
+        if (!xml::load(cdoc, *bytes, name)) continue;
+        bool any = false;
+        pugi::xml_node list = xml::child(cdoc.root(), "commentList");
+        std::vector<pugi::xml_node> gone;
+        for (pugi::xml_node c = list.first_child(); c; c = c.next_sibling()) {
+            if (c.type() != pugi::node_element) continue;
+            auto a = parse_address(c.attribute("ref").value());
+            if (!a) continue;
+            NoteFate f = fate({a->first_row, a->first_col});
+            if (f.kind == NoteFate::Keep) continue;
+            any = true;
+            if (f.kind == NoteFate::Delete)
+                gone.push_back(c);
+            else
+                c.attribute("ref").set_value(
+                    format_address({f.to.row, f.to.col, f.to.row, f.to.col}, false, false).c_str());
+        }
+        for (pugi::xml_node g : gone) list.remove_child(g);
+        if (any) b.package().write(name, xml::save(cdoc));
+    }
+    return {};
+}
+
 // What a cut carries along besides the cells: merged areas, hyperlinks, validation and
 // conditional formats of the sheet part, and the notes (comments part and their shapes).
 Result<void> move_anchored(Book& b, Sheet& s, const Area& from, const Area& dest, std::int32_t dr,
@@ -154,62 +231,11 @@ Result<void> move_anchored(Book& b, Sheet& s, const Area& from, const Area& dest
     if (changed)
         if (auto r = structure::store_sheet_text(b, s, xml::save(doc)); !r) return r;
 
-    // Notes: the comments part names each note's cell, its shape in the VML part too.
-    for (const std::string& name : structure::internal_targets(b, s.part_name())) {
-        auto bytes = b.package().read(name);
-        if (!bytes) return bytes.error();
-        bool vml = name.size() > 4 && name.compare(name.size() - 4, 4, ".vml") == 0;
-        if (!vml && bytes->find("<comments") == std::string::npos) continue;
-        if (vml) {
-            std::string out = *bytes;
-            bool any = false;
-            std::size_t pos = 0;
-            while ((pos = out.find("<x:ClientData", pos)) != std::string::npos) {
-                std::size_t end = out.find("</x:ClientData>", pos);
-                if (end == std::string::npos) break;
-                std::size_t rb = out.find("<x:Row>", pos), cb = out.find("<x:Column>", pos);
-                if (rb < end && cb < end) {
-                    rb += 7;
-                    cb += 10;
-                    std::int32_t r = std::atoi(out.c_str() + rb) + 1, c = std::atoi(out.c_str() + cb) + 1;
-                    if (from.contains({r, c})) {
-                        std::size_t re = out.find('<', rb);
-                        out.replace(rb, re - rb, std::to_string(r + dr - 1));
-                        cb = out.find("<x:Column>", pos) + 10;
-                        std::size_t ce = out.find('<', cb);
-                        out.replace(cb, ce - cb, std::to_string(c + dc - 1));
-                        any = true;
-                    }
-                }
-                pos = out.find("</x:ClientData>", pos) + 1;
-            }
-            if (any) b.package().write(name, std::move(out));
-            continue;
-        }
-        xml::Document cdoc;
-        if (!xml::load(cdoc, *bytes, name)) continue;
-        bool any = false;
-        pugi::xml_node list = xml::child(cdoc.root(), "commentList");
-        std::vector<pugi::xml_node> gone;
-        for (pugi::xml_node c = list.first_child(); c; c = c.next_sibling()) {
-            if (c.type() != pugi::node_element) continue;
-            auto a = parse_address(c.attribute("ref").value());
-            if (!a) continue;
-            CellRef at{a->first_row, a->first_col};
-            if (from.contains(at)) {
-                c.attribute("ref").set_value(
-                    format_address({at.row + dr, at.col + dc, at.row + dr, at.col + dc}, false, false)
-                        .c_str());
-                any = true;
-            } else if (dest.contains(at)) {
-                gone.push_back(c);
-                any = true;
-            }
-        }
-        for (pugi::xml_node g : gone) list.remove_child(g);
-        if (any) b.package().write(name, xml::save(cdoc));
-    }
-    return {};
+    return edit_notes(b, s, [&](CellRef at) -> NoteFate {
+        if (from.contains(at)) return {NoteFate::Move, {at.row + dr, at.col + dc}};
+        if (dest.contains(at)) return {NoteFate::Delete, {}};
+        return {};
+    });
 }
 
 }  // namespace
@@ -377,13 +403,23 @@ Result<void> Sheet::clear_cells(const Area& area, int what) {
     if (area.first_row < 1 || area.first_col < 1 || area.last_row > kRows ||
         area.last_col > kCols || area.first_row > area.last_row || area.first_col > area.last_col)
         return refused("セル範囲がシートの範囲外です。");
+    if (auto r = check(); !r) return r;
     if (what & kClearComments) {
         if (!ensure_comments()) return refused("コメントを読めません。");
-        for (const auto& c : comments_)
-            if (area.contains(c.first))
-                return Error::make(Error::Code::Unsupported, "コメントの削除はまだできません。");
+        bool any = std::any_of(comments_.begin(), comments_.end(),
+                               [&](const auto& c) { return area.contains(c.first); });
+        if (any) {
+            if (auto r = edit_notes(book_, *this, [&](CellRef at) -> NoteFate {
+                    if (area.contains(at)) return {NoteFate::Delete, {}};
+                    return {};
+                });
+                !r)
+                return r;
+            comments_loaded_ = false;
+            comments_.clear();
+            book_.set_saved(false);
+        }
     }
-    if (auto r = check(); !r) return r;
     auto p = part();
     if (!p) return p.error();
     CellTable& t = (*p)->table();
@@ -458,7 +494,9 @@ Result<void> Sheet::cut_cells(const Area& from, CellRef to) {
     comments_loaded_ = false;
     comments_.clear();
     // References follow the cells: this sheet's own (unqualified ones too), then the rest.
-    BlockMove move{from, to.row - from.first_row, to.col - from.first_col};
+    bool whole_lines = (from.first_col == 1 && from.last_col == kCols) ||
+                       (from.first_row == 1 && from.last_row == kRows);
+    BlockMove move{from, to.row - from.first_row, to.col - from.first_col, whole_lines};
     RefScope own{name_, true}, others{name_, false};
     auto text = structure::sheet_text(book_, *this);
     if (!text) return text.error();

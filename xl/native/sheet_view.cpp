@@ -154,10 +154,18 @@ SheetView read_view(pugi::xml_node v) {
             out.split = true;
         }
     }
+    // The selection of the active pane; without one, the last selection written.
+    pugi::xml_node chosen;
     for (pugi::xml_node s = v.first_child(); s; s = s.next_sibling()) {
         if (s.type() != pugi::node_element || xml::local_name(s.name()) != "selection") continue;
         std::string_view pane = s.attribute("pane") ? s.attribute("pane").value() : "topLeft";
-        if (pane != active_pane) continue;
+        if (pane == active_pane) {
+            chosen = s;
+            break;
+        }
+        chosen = s;
+    }
+    if (pugi::xml_node s = chosen) {
         out.active_cell = parse_cell(s.attribute("activeCell").value()).value_or(CellRef{});
         std::vector<Area> areas;
         std::string_view sq = s.attribute("sqref").value();
@@ -167,10 +175,11 @@ SheetView read_view(pugi::xml_node v) {
             if (auto a = parse_address(one)) areas.push_back(*a);
             sq = sp == std::string_view::npos ? std::string_view() : sq.substr(sp + 1);
         }
-        if (!areas.empty()) out.selection = areas;
-        else out.selection = {Area{out.active_cell.row, out.active_cell.col, out.active_cell.row,
-                                   out.active_cell.col}};
-        break;
+        if (!areas.empty())
+            out.selection = areas;
+        else
+            out.selection = {Area{out.active_cell.row, out.active_cell.col, out.active_cell.row,
+                                  out.active_cell.col}};
     }
     if (!std::any_of(out.selection.begin(), out.selection.end(),
                      [&](const Area& a) { return a.contains(out.active_cell); }))

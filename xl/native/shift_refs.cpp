@@ -449,6 +449,24 @@ private:
             out_.resize(prefix_at);
             out_ += "#REF!";
             return;
+        } else if (m.whole_lines && range) {
+            bool by_rows = m.from.first_col == 1 && m.from.last_col == 16384;
+            std::int32_t lo = by_rows ? r.first_row : r.first_col;
+            std::int32_t hi = by_rows ? r.last_row : r.last_col;
+            std::int32_t b_lo = by_rows ? m.from.first_row : m.from.first_col;
+            std::int32_t b_hi = by_rows ? m.from.last_row : m.from.last_col;
+            std::int32_t d_lo = by_rows ? dest.first_row : dest.first_col;
+            std::int32_t d_hi = by_rows ? dest.last_row : dest.last_col;
+            if (lo <= b_lo && b_hi <= hi && d_lo <= hi + 1 && d_hi + 1 >= lo) {
+                RefPart& top = (by_rows ? a.row <= b.row : a.col <= b.col) ? a : b;
+                RefPart& bottom = &top == &a ? b : a;
+                std::int32_t& t = by_rows ? top.row : top.col;
+                std::int32_t& u = by_rows ? bottom.row : bottom.col;
+                if (t != 0 && u != 0) {
+                    t = std::min(t, d_lo);
+                    u = std::max(u, d_hi);
+                }
+            }
         }
         out_ += range ? part_text(a) + ":" + part_text(b) : part_text(a);
     }

@@ -87,6 +87,10 @@ std::string shift_formula_refs(std::string_view formula, const RefScope& scope, 
 struct BlockMove {
     Area from;
     std::int32_t rows = 0, cols = 0;
+    // Whole lines moved to lines just inserted for them (the application's "insert cut cells"):
+    // a range over the lines that holds the block and reaches the place it goes grows over
+    // that place, so that taking the emptied lines out afterwards leaves it whole.
+    bool whole_lines = false;
 };
 // The formula with every reference into the sheet that lies wholly inside the block moved with
 // it, and every reference wholly inside the cells pasted over (outside the block) made #REF!;
