@@ -9,14 +9,13 @@ LibreOffice could not do its part.
 usage: lo_copy_compare.py ORIGINAL EDITED ACTION...
 ACTION: copy|move,FROM_SHEET,RANGE,TO_SHEET,CELL (sheets counted from 0; "copy,0,A1:A4,1,C6")
 """
-import subprocess
 import sys
 
 import uno  # noqa: F401
 from com.sun.star.table import CellAddress, CellRangeAddress
 
-from lo_dump import props, url
-from lo_shift_compare import start_office, values
+from lo_dump import lo_session, props, url
+from lo_shift_compare import values
 
 
 def col_number(letters):
@@ -33,10 +32,12 @@ def cell(text):
 
 def main(args):
     original, edited, actions = args[0], args[1], args[2:]
-    proc, desktop = start_office()
-    if desktop is None:
-        print('!! soffice did not answer')
+    try:
+        office = lo_session.Office()
+    except lo_session.StartError as e:
+        print('!! soffice did not answer: %s' % e)
         return 2
+    desktop = office.desktop
     try:
         doc = desktop.loadComponentFromURL(url(original), '_blank', 0, props(Hidden=True))
         for a in actions:
@@ -58,14 +59,7 @@ def main(args):
         got = values(doc)
         doc.close(True)
     finally:
-        try:
-            desktop.terminate()
-        except Exception:
-            pass
-        try:
-            proc.wait(timeout=30)
-        except subprocess.TimeoutExpired:
-            proc.kill()
+        office.close()
     diffs = 0
     for key in sorted(set(expected) | set(got)):
         if expected.get(key) != got.get(key):
