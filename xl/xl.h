@@ -652,6 +652,8 @@ public:
                                               const std::function<void(CommentBox&)>& edit) {
         (void)area, (void)edit;
         return Error::failed("コメントを扱えないシートです。");
+    }
+
     // ---- Copying and clearing cells (xl/native/range_copy.cpp) ----
     // Range.Copy then Range.PasteSpecial: the cells `from` of `source` (this sheet or a sheet of
     // any open workbook) pasted with their top-left cell at `to`. Formulas move their relative
