@@ -165,13 +165,13 @@ TEST(ParameterStore, OptionWithNoButtonSetIsNoChoice) {
 
 TEST(ParameterStore, HistoriesOfUndeclaredPanesAreKeptAndTheirMainFilesLeftAlone) {
     TempDir dir;
-    put(dir.file("Data_Input_Settei.txt"), "\"whatever\"\r\n1\r\n");
-    put(dir.file("Data_Input_Settei_KM1_T.txt"), "x\r\n\r\ny\r\n");
+    put(dir.file("CutPaste_AutoShape.txt"), "\"whatever\"\r\n1\r\n");
+    put(dir.file("CutPaste_AutoShape_T0.txt"), "x\r\n\r\ny\r\n");
     ParameterStore store;
     store.text_update('R', dir.path());
     store.text_update('W', dir.path());
-    EXPECT_EQ(slurp(dir.file("Data_Input_Settei.txt")), "\"whatever\"\r\n1\r\n");
-    EXPECT_EQ(slurp(dir.file("Data_Input_Settei_KM1_T.txt")), "x\r\ny\r\n");
+    EXPECT_EQ(slurp(dir.file("CutPaste_AutoShape.txt")), "\"whatever\"\r\n1\r\n");
+    EXPECT_EQ(slurp(dir.file("CutPaste_AutoShape_T0.txt")), "x\r\ny\r\n");
 }
 
 TEST(ParameterStore, EveryPassRegistersEachFileOnce) {
