@@ -42,11 +42,15 @@ def answer(*fields):
     sys.stdout.flush()
 
 
+def take_group_down():
+    os.killpg(0, signal.SIGKILL)
+
+
 def watch_parent(parent):
     while True:
         time.sleep(0.2)
         if os.getppid() != parent:
-            os.killpg(0, signal.SIGKILL)
+            take_group_down()
 
 
 def message_of(e):
@@ -85,10 +89,20 @@ def main(argv):
                 answer('fatal', message_of(e))
                 return 2
             answer('err', message_of(e))
+    else:
+        # The input ended without "quit": the program is gone.
+        take_group_down()
     office.close()
     return 0
 
 
 if __name__ == '__main__':
     sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-    sys.exit(main(sys.argv))
+    try:
+        code = main(sys.argv)
+    except BaseException:
+        # A broken pipe to a killed program ends the helper here, before the watcher thread
+        # (which a long office call may keep from running) sees the parent go.
+        take_group_down()
+        raise
+    sys.exit(code)
