@@ -121,5 +121,21 @@ TEST_F(ProtectionOpsTest, LibreOfficeRefusesEditsAndAcceptsTheEnginesPassword) {
               "Sheet1\t1\t1\trefused\nSheet2\t0\t0\t-\nSheet3\t0\t0\t-\nbook\t0\t-\n");
 }
 
+TEST_F(ProtectionOpsTest, AnXlsKeepsAPasswordLibreOfficeAccepts) {
+    if (!have_soffice()) GTEST_SKIP() << "no soffice";
+    // An .xls holds only the legacy hash; LibreOffice writes the file for the program, so the
+    // command line (which reaches LibreOffice) runs it.
+    std::filesystem::copy_file(corpus("xls/xlrd-Formate.xls"), in() / "f.xls");
+    std::filesystem::permissions(in() / "f.xls", std::filesystem::perms::owner_write,
+                                 std::filesystem::perm_options::add);
+    std::string run_output = command_output(
+        std::string(SHEAFLOW_CLI_PATH) + " run シート 保護 --folder '" + in().string() +
+        "' --param-dir '" + (dir_ / "params").string() + "' --set password=pw --yes 2>&1");
+    EXPECT_NE(run_output.find("エラー 0 件"), std::string::npos) << run_output;
+    std::string report = libreoffice_protection(in() / "f.xls", "pw");
+    EXPECT_NE(report.find("\t1\t1\tok\n"), std::string::npos) << report;
+    EXPECT_EQ(report.find("refused"), std::string::npos) << report;
+}
+
 }  // namespace
 }  // namespace sheaflow::test

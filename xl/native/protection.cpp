@@ -93,8 +93,16 @@ bool has_password(pugi::xml_node e, const char* hash_attr, const char* legacy_at
     return e.attribute(hash_attr) || (!legacy.empty() && legacy != "0000");
 }
 
-void write_hash(pugi::xml_node e, const std::string& prefix, const std::string& password) {
+// Writes the password's hash. A workbook the office program reads and writes for the engine
+// (.xls) can keep only the legacy 16-bit hash, so it gets that one.
+void write_hash(pugi::xml_node e, const std::string& prefix, const std::string& password,
+                bool legacy) {
     if (password.empty()) return;
+    if (legacy) {
+        e.append_attribute(prefix.empty() ? "password" : "workbookPassword") =
+            legacy_password_hash(password).c_str();
+        return;
+    }
     PasswordHash h = hash_password(password);
     auto name = [&](const char* n) {
         if (prefix.empty()) return std::string(n);
@@ -149,7 +157,7 @@ Result<void> Sheet::protect(const std::string& password, const SheetPermissions&
                 after = n;
         p = after ? root.insert_child_after(name.c_str(), after) : root.prepend_child(name.c_str());
     }
-    write_hash(p, "", password);
+    write_hash(p, "", password, !book_.opened_through().empty());
     p.append_attribute("sheet") = "1";
     for (const Flag& f : kFlags) {
         bool value = !(allow.*f.allow);
@@ -203,7 +211,7 @@ Result<void> Book::protect(const std::string& password, bool structure, bool win
     } else {
         p = workbook_.insert_in_order("workbookProtection");
     }
-    write_hash(p, "workbook", password);
+    write_hash(p, "workbook", password, !opened_through().empty());
     if (structure) p.append_attribute("lockStructure") = "1";
     if (windows) p.append_attribute("lockWindows") = "1";
     workbook_.mark_dirty();
