@@ -24,6 +24,7 @@ const TableFn kTables[] = {
     sheet_procedures,
     export_procedures,
     combine_split_procedures,
+    password_procedures,
     extension_procedures,
     file_name_procedures,
     file_folder_procedures,

@@ -38,6 +38,7 @@ std::span<const Procedures> comment_procedures();
 std::span<const Procedures> sheet_procedures();
 std::span<const Procedures> export_procedures();
 std::span<const Procedures> combine_split_procedures();
+std::span<const Procedures> password_procedures();
 std::span<const Procedures> extension_procedures();
 std::span<const Procedures> file_name_procedures();
 std::span<const Procedures> file_folder_procedures();

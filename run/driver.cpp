@@ -392,6 +392,8 @@ void Driver::excel_process(TargetFile& file) {
     bool opened = false;
     std::optional<Error> pending;
 
+    // The run's password; the preparation step may give one of its own for this file.
+    app.open_password = req_.open_password;
     bool prepared = true;
     if (proc_->read) {
         if (auto r = call(proc_->read, s); !r) {

@@ -46,6 +46,8 @@ struct RunRequest {
     std::string output_folder;
     // The folder the targets were chosen from (their subfolders lie below it).
     std::string target_folder;
+    // The password to open encrypted targets with (Workbooks.Open Password:=).
+    std::string open_password;
 };
 
 struct RunOutcome {

@@ -733,6 +733,12 @@ public:
     // Worksheets.Add: a new worksheet named as the application names it, before or after the
     // given sheet, or before the active sheet when neither is given. It becomes the active sheet.
     virtual Result<Worksheet*> add_worksheet(Worksheet* before, Worksheet* after) = 0;
+    // Workbook.Password: the password to open, applied by the next save ("" removes it).
+    virtual Result<void> set_password(const std::string& password) {
+        (void)password;
+        return Error::failed("パスワードを設定できないブックです。");
+    }
+    virtual bool has_password() const { return false; }
     // The application's refusal of `name` as the name of a new sheet of this workbook.
     virtual Result<void> check_sheet_name(const std::string& name) {
         (void)name;
@@ -895,6 +901,9 @@ public:
     bool screen_updating = true;
     bool enable_events = true;
     int window_state = xlNormal;
+    // The Password argument that every Workbooks.Open of the run passes: the password to open
+    // an encrypted workbook ("" tries only the application's default password).
+    std::string open_password;
 
     FindState find_state;
 };

@@ -34,7 +34,7 @@ namespace {
 constexpr const char* kUsage =
     "使い方: sheaflow run カテゴリー 処理 --folder フォルダー [--subfolders] [--files パターン]\n"
     "        [--set キー=値]... [--yes] [--out ファイル] [--format tsv|csv|fixed|records]\n"
-    "        [--encoding utf-8|cp932] [--param-dir フォルダー]";
+    "        [--encoding utf-8|cp932] [--param-dir フォルダー] [--password パスワード]";
 
 // What `sheaflow run --help` adds to the usage line.
 std::string help_text() {
@@ -49,6 +49,7 @@ std::string help_text() {
            program_dir() +
            "/Temp）\n"
            "  --yes           最初のブックの確認を省略して続行します。\n"
+           "  --password      パスワードで保護（暗号化）されたブックを開くパスワード。\n"
            "  --out ファイル  一覧を作る処理の結果をファイルに書きます（実行前に書き込めるか確認）。\n"
            "  --format        tsv（既定。タブ・改行・\\ は \\t \\n \\\\ と書きます）、csv（--out\n"
            "                  では BOM 付き UTF-8）、fixed（桁そろえ）、records（1 行 1 件の JSON。\n"
@@ -59,7 +60,8 @@ std::string help_text() {
 }
 
 struct RunArgs {
-    std::string category, name, folder, files_glob, out, format = "tsv", param_dir, encoding;
+    std::string category, name, folder, files_glob, out, format = "tsv", param_dir, encoding,
+        password;
     bool subfolders = false, yes = false;
     std::vector<std::string> sets;
 };
@@ -79,7 +81,8 @@ bool parse(const Args& in, RunArgs& a) {
     };
     if (!option("--folder", a.folder) || !option("--files", a.files_glob) ||
         !option("--out", a.out) || !option("--format", a.format) ||
-        !option("--param-dir", a.param_dir) || !option("--encoding", a.encoding))
+        !option("--param-dir", a.param_dir) || !option("--encoding", a.encoding) ||
+        !option("--password", a.password))
         return false;
     while (true) {
         std::optional<std::string> v = take_option(args, "--set", missing);
@@ -385,6 +388,7 @@ int cmd_run(const Args& in) {
     req.procedures = proc;
     req.output_folder = folder;
     req.target_folder = folder;
+    req.open_password = a.password;
     run::RunOutcome out =
         run::run_batch(req, host, table, records, [] {
         return xl::native::create_application(xl::office::libreoffice_bridge());

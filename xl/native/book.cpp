@@ -12,6 +12,7 @@
 #include "util/text.h"
 #include "xl/native/compound_file.h"
 #include "xl/native/csv.h"
+#include "xl/native/encryption.h"
 #include "xl/native/engine.h"
 #include "xl/native/structure_support.h"
 
@@ -169,6 +170,12 @@ Result<std::unique_ptr<Book>> Book::open(NativeApplication& app, const std::stri
         std::string bytes = head;
         if (!read_up_to(fd.fd, static_cast<std::size_t>(std::min<std::uintmax_t>(size, cfb::kMaxFileSize)), bytes))
             return open_error(path, reason(Error::Code::Io, "読み込めません"));
+        if (cfb::encrypted_package(bytes)) {
+            if (size > cfb::kMaxFileSize)
+                return open_error(path, reason(Error::Code::TooLarge, "ファイルが大きすぎます"));
+            if (auto r = book->load_encrypted(bytes, path); !r) return open_error(path, r.error());
+            return book;
+        }
         if (cfb::encrypted_workbook(bytes))
             return open_error(path, reason(Error::Code::Unsupported,
                                            "パスワードで保護（暗号化）されたブックです。"
@@ -207,6 +214,36 @@ Result<std::unique_ptr<Book>> Book::open_memory(NativeApplication& app, std::str
     book->package_ = std::move(*pkg);
     if (auto r = book->load_package(name); !r) return open_error(name, r.error());
     return book;
+}
+
+Result<void> Book::load_encrypted(const std::string& bytes, const std::string& display) {
+    auto root = cfb::read(bytes, display);
+    if (!root) return root.error();
+    if (!encryption::is_encrypted_package(*root))
+        return reason(Error::Code::BadFormat, "暗号化された部品が見つかりません");
+    const std::string& given = app_.open_password;
+    std::string password = given.empty() ? std::string(encryption::kDefaultPassword) : given;
+    auto plain = encryption::decrypt(*root, password);
+    if (!plain && plain.error().code == Error::Code::Refused)
+        return reason(Error::Code::Refused,
+                      given.empty() ? "パスワードで保護（暗号化）されたブックです。パスワードを"
+                                      "指定してください"
+                                    : "パスワードが違います");
+    if (!plain) return plain.error();
+    auto pkg = Package::open_memory(std::move(*plain));
+    if (!pkg) return pkg.error();
+    package_ = std::move(*pkg);
+    if (auto r = load_package(display); !r) return r;
+    // A workbook that opened with the default password keeps it: it is saved the same way.
+    password_ = password;
+    return {};
+}
+
+Result<void> Book::set_password(const std::string& password) {
+    if (password == password_) return {};
+    password_ = password;
+    saved_ = false;
+    return {};
 }
 
 Result<void> Book::load_package(const std::string& display) {
@@ -823,7 +860,10 @@ Result<void> Book::save_package(const std::string& path, int file_format) {
         (*ct)->set_override(workbook_part_name_, ctype::kWorkbookMacro);
     }
     if (auto r = flush(); !r) return r;
-    return package_->save(path);
+    if (password_.empty()) return package_->save(path);
+    return package_->save(path, [&](std::string zip) {
+        return encryption::encrypt(zip, password_);
+    });
 }
 
 Result<std::string> Book::text_of_active_sheet(int file_format) {

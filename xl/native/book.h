@@ -224,6 +224,8 @@ public:
                                                 Worksheet& after,
                                                 const std::vector<std::string>& names) override;
     Result<void> check_sheet_name(const std::string& name) override;
+    Result<void> set_password(const std::string& password) override;
+    bool has_password() const override { return !password_.empty(); }
     // False after any change that a save would write, whichever path made it.
     bool saved() const override;
     void set_saved(bool saved) override { saved_ = saved; }
@@ -336,6 +338,8 @@ public:
 private:
     Book(NativeApplication& app) : app_(app) {}
     Result<void> load_package(const std::string& display);
+    // An encrypted package: decrypted with the run's password (or the default one) and loaded.
+    Result<void> load_encrypted(const std::string& bytes, const std::string& display);
     Result<void> load_csv(const std::string& bytes, const std::string& display);
     void init_new(const std::string& sheet_name);
     // A file the engine cannot read itself (.xls), loaded by the office program as a package.
@@ -353,6 +357,8 @@ private:
     std::string properties_part(const PropertiesPart& kind, bool create);
 
     NativeApplication& app_;
+    // The password to open: the package is encrypted with it when saved.
+    std::string password_;
     std::unique_ptr<Package> package_;
     std::string path_;
     std::string name_;

@@ -209,6 +209,12 @@ bool biff_has_filepass(std::string_view stream) {
 
 }  // namespace
 
+bool encrypted_package(std::string_view bytes) {
+    auto root = read(bytes, "");
+    if (!root) return has_encrypted_package_name(bytes);
+    return root->child("EncryptedPackage") && root->child("EncryptionInfo");
+}
+
 bool encrypted_workbook(std::string_view bytes) {
     auto root = read(bytes, "");
     if (!root) return has_encrypted_package_name(bytes);

@@ -51,5 +51,7 @@ Result<std::string> write(const Node& root);
 // with a FILEPASS record (RC4, CryptoAPI and XOR obfuscation alike). A container too damaged to
 // read is looked through for the encrypted package's stream name.
 bool encrypted_workbook(std::string_view bytes);
+// Only the first kind: an encrypted OOXML package (or a damaged container naming its stream).
+bool encrypted_package(std::string_view bytes);
 
 }  // namespace sheaflow::xl::native::cfb

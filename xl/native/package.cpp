@@ -104,6 +104,34 @@ zip_int64_t fd_sink(void* user, void* data, zip_uint64_t len, zip_source_cmd_t c
     }
 }
 
+// The archive just written to `fd`, read back whole for sealing. Returns an errno, 0 on success.
+int read_back(int fd, std::string& out) {
+    off_t size = ::lseek(fd, 0, SEEK_END);
+    if (size < 0) return errno;
+    out.resize(static_cast<std::size_t>(size));
+    std::size_t done = 0;
+    while (done < out.size()) {
+        ssize_t n = ::pread(fd, out.data() + done, out.size() - done, static_cast<off_t>(done));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return n < 0 ? errno : EIO;
+        done += static_cast<std::size_t>(n);
+    }
+    return 0;
+}
+
+// Replaces the whole content of `fd` with `bytes`. Returns an errno, 0 on success.
+int rewrite(int fd, const std::string& bytes) {
+    if (::ftruncate(fd, 0) != 0) return errno;
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        ssize_t n = ::pwrite(fd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) return errno;
+        done += static_cast<std::size_t>(n);
+    }
+    return 0;
+}
+
 // Strict and transitional forms of the same names. A longer name comes before a name that is
 // its start.
 constexpr std::pair<std::string_view, std::string_view> kStrictNames[] = {
@@ -406,7 +434,9 @@ bool Package::any_changed() const {
     });
 }
 
-Result<void> Package::save(const std::string& path) const {
+Result<void> Package::save(const std::string& path) const { return save(path, nullptr); }
+
+Result<void> Package::save(const std::string& path, const Seal& seal) const {
     return file::replace_file(path, [&](int fd, const std::string&) -> Result<void> {
         auto fail = [&](const std::string& what) {
             return Error::make(Error::Code::Io,
@@ -472,6 +502,16 @@ Result<void> Package::save(const std::string& path) const {
             zip_discard(z);
             Error e = fail(why);
             e.whole_run = file::errno_is_whole_run(sink.write_errno);
+            return e;
+        }
+        if (!seal) return {};
+        std::string zip_bytes;
+        if (int err = read_back(fd, zip_bytes)) return fail(file::errno_text(err));
+        auto sealed = seal(std::move(zip_bytes));
+        if (!sealed) return sealed.error();
+        if (int err = rewrite(fd, *sealed)) {
+            Error e = fail(file::errno_text(err));
+            e.whole_run = file::errno_is_whole_run(err);
             return e;
         }
         return {};

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -67,6 +68,10 @@ public:
     // Writes the package to `path` through a temporary file; the target is replaced only when
     // the new file is complete.
     Result<void> save(const std::string& path) const;
+    // The same, with the finished zip bytes turned into the file's bytes by `seal` (the
+    // encryption of a password-protected workbook).
+    using Seal = std::function<Result<std::string>(std::string)>;
+    Result<void> save(const std::string& path, const Seal& seal) const;
 
     // A Strict Open XML package: its XML parts are read with the transitional namespaces and
     // relationship types in place of the strict ones (the vocabulary the engine knows), and the
