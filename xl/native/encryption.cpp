@@ -12,6 +12,7 @@
 #include <pugixml.hpp>
 
 #include "util/text.h"
+#include "xl/native/password_hash.h"
 
 namespace sheaflow::xl::native::encryption {
 namespace {
@@ -65,6 +66,21 @@ Bytes utf16le(std::string_view utf8) {
     return out;
 }
 
+// The agile description names hashes "SHA512"; the protection hash "SHA-512".
+std::string protection_name(std::string_view name) {
+    if (name == "SHA512") return "SHA-512";
+    if (name == "SHA384") return "SHA-384";
+    if (name == "SHA256") return "SHA-256";
+    return "SHA-1";
+}
+
+// H(salt + password), then `spins` times H(iterator + previous hash); `algorithm` as the
+// protection hashes name it ("SHA-512").
+Bytes spun_hash(std::string_view algorithm, std::string_view salt, std::string_view password,
+                std::uint32_t spins) {
+    return iterated_hash(algorithm, password, salt, spins, /*iterator_first=*/true).value_or("");
+}
+
 const EVP_MD* hash_named(std::string_view name) {
     if (name == "SHA512") return EVP_sha512();
     if (name == "SHA384") return EVP_sha384();
@@ -82,27 +98,6 @@ Bytes digest(const EVP_MD* md, std::string_view a, std::string_view b = {}) {
     if (!b.empty()) EVP_DigestUpdate(ctx.get(), b.data(), b.size());
     EVP_DigestFinal_ex(ctx.get(), out, &n);
     return Bytes(reinterpret_cast<char*>(out), n);
-}
-
-// H(salt + password), then `spins` times H(iterator + previous hash).
-Bytes spun_hash(const EVP_MD* md, std::string_view salt, std::string_view password,
-                std::uint32_t spins) {
-    Bytes h = digest(md, salt, utf16le(password));
-    unsigned char buf[4 + EVP_MAX_MD_SIZE];
-    const std::size_t n = h.size();
-    std::memcpy(buf + 4, h.data(), n);
-    unsigned int out_len = 0;
-    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-    for (std::uint32_t i = 0; i < spins; ++i) {
-        buf[0] = static_cast<unsigned char>(i);
-        buf[1] = static_cast<unsigned char>(i >> 8);
-        buf[2] = static_cast<unsigned char>(i >> 16);
-        buf[3] = static_cast<unsigned char>(i >> 24);
-        EVP_DigestInit_ex(ctx.get(), md, nullptr);
-        EVP_DigestUpdate(ctx.get(), buf, 4 + n);
-        EVP_DigestFinal_ex(ctx.get(), buf + 4, &out_len);
-    }
-    return Bytes(reinterpret_cast<char*>(buf + 4), n);
 }
 
 // `b` cut or padded (with `pad`) to `size` bytes.
@@ -151,38 +146,20 @@ Bytes random_bytes(std::size_t n) {
     return b;
 }
 
-std::string base64(std::string_view b) {
-    std::string out(4 * ((b.size() + 2) / 3) + 1, '\0');
-    int n = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(out.data()),
-                            reinterpret_cast<const unsigned char*>(b.data()),
-                            static_cast<int>(b.size()));
-    out.resize(static_cast<std::size_t>(n));
-    return out;
-}
-std::optional<Bytes> unbase64(std::string_view s) {
-    if (s.empty() || s.size() % 4 != 0) return std::nullopt;
-    Bytes out(s.size() / 4 * 3, '\0');
-    int n = EVP_DecodeBlock(reinterpret_cast<unsigned char*>(out.data()),
-                            reinterpret_cast<const unsigned char*>(s.data()),
-                            static_cast<int>(s.size()));
-    if (n < 0) return std::nullopt;
-    std::size_t pad = s.ends_with("==") ? 2 : s.ends_with("=") ? 1 : 0;
-    out.resize(static_cast<std::size_t>(n) - pad);
-    return out;
-}
-
 // The parameters of one agile <keyData> or <p:encryptedKey> element.
 struct Params {
     Bytes salt;
     std::size_t block = 16, key_bytes = 32, hash_size = 64;
     const EVP_MD* md = nullptr;
+    std::string hash_name;  // "SHA-512", as the protection hashes name it
     std::uint32_t spins = 0;
 };
 
 Result<Params> read_params(pugi::xml_node n) {
     Params p;
-    auto salt = unbase64(n.attribute("saltValue").value());
+    auto salt = base64_decode(n.attribute("saltValue").value());
     p.md = hash_named(n.attribute("hashAlgorithm").value());
+    p.hash_name = protection_name(n.attribute("hashAlgorithm").value());
     p.block = n.attribute("blockSize").as_uint(16);
     p.key_bytes = n.attribute("keyBits").as_uint(0) / 8;
     p.hash_size = n.attribute("hashSize").as_uint(0);
@@ -245,12 +222,12 @@ Result<std::string> decrypt_agile(std::string_view xml, std::string_view package
     if (!data) return data.error();
     auto pw = read_params(encrypted_key);
     if (!pw) return pw.error();
-    auto input = unbase64(encrypted_key.attribute("encryptedVerifierHashInput").value());
-    auto value = unbase64(encrypted_key.attribute("encryptedVerifierHashValue").value());
-    auto key_value = unbase64(encrypted_key.attribute("encryptedKeyValue").value());
+    auto input = base64_decode(encrypted_key.attribute("encryptedVerifierHashInput").value());
+    auto value = base64_decode(encrypted_key.attribute("encryptedVerifierHashValue").value());
+    auto key_value = base64_decode(encrypted_key.attribute("encryptedKeyValue").value());
     if (!input || !value || !key_value) return damaged("EncryptionInfo");
 
-    const Bytes spun = spun_hash(pw->md, pw->salt, password, pw->spins);
+    const Bytes spun = spun_hash(pw->hash_name, pw->salt, password, pw->spins);
     auto plain_input = aes_run(false, block_key(*pw, spun, kVerifierInputKey), pw->salt, *input);
     auto plain_value = aes_run(false, block_key(*pw, spun, kVerifierHashKey), pw->salt, *value);
     if (!plain_input || !plain_value) return damaged("EncryptionInfo");
@@ -292,7 +269,7 @@ Result<std::string> decrypt_standard(std::string_view info, std::string_view pac
     Bytes enc_hash(verifier.substr(40, 32));
 
     const EVP_MD* sha1 = EVP_sha1();
-    Bytes h = digest(sha1, spun_hash(sha1, salt, password, 50000), le32(0));
+    Bytes h = digest(sha1, spun_hash("SHA-1", salt, password, 50000), le32(0));
     Bytes x1(64, '\x36'), x2(64, '\x5c');
     for (std::size_t i = 0; i < h.size(); ++i) {
         x1[i] = static_cast<char>(x1[i] ^ h[i]);
@@ -385,6 +362,7 @@ Result<std::string> decrypt(const cfb::Node& root, std::string_view password) {
 Result<std::string> encrypt(std::string_view package, std::string_view password) {
     Params data;
     data.md = EVP_sha512();
+    data.hash_name = "SHA-512";
     data.salt = random_bytes(16);
     Params pw = data;
     pw.salt = random_bytes(16);
@@ -397,7 +375,7 @@ Result<std::string> encrypt(std::string_view package, std::string_view password)
     if (!body) return body.error();
     stream += *body;
 
-    const Bytes spun = spun_hash(pw.md, pw.salt, password, pw.spins);
+    const Bytes spun = spun_hash(pw.hash_name, pw.salt, password, pw.spins);
     const Bytes verifier = random_bytes(16);
     auto enc_input = aes_run(true, block_key(pw, spun, kVerifierInputKey), pw.salt, verifier);
     auto enc_value = aes_run(true, block_key(pw, spun, kVerifierHashKey), pw.salt,
@@ -424,18 +402,18 @@ Result<std::string> encrypt(std::string_view package, std::string_view password)
         "xmlns:p=\"http://schemas.microsoft.com/office/2006/keyEncryptor/password\" "
         "xmlns:c=\"http://schemas.microsoft.com/office/2006/keyEncryptor/certificate\">"
         "<keyData saltSize=\"16\" " +
-        common + "saltValue=\"" + base64(data.salt) +
+        common + "saltValue=\"" + base64_encode(data.salt) +
         "\"/>"
         "<dataIntegrity encryptedHmacKey=\"" +
-        base64(*enc_hmac_key) + "\" encryptedHmacValue=\"" + base64(*enc_hmac_value) +
+        base64_encode(*enc_hmac_key) + "\" encryptedHmacValue=\"" + base64_encode(*enc_hmac_value) +
         "\"/>"
         "<keyEncryptors><keyEncryptor "
         "uri=\"http://schemas.microsoft.com/office/2006/keyEncryptor/password\">"
         "<p:encryptedKey spinCount=\"" +
         std::to_string(kWriteSpins) + "\" saltSize=\"16\" " + common + "saltValue=\"" +
-        base64(pw.salt) + "\" encryptedVerifierHashInput=\"" + base64(*enc_input) +
-        "\" encryptedVerifierHashValue=\"" + base64(*enc_value) + "\" encryptedKeyValue=\"" +
-        base64(*enc_key) + "\"/></keyEncryptor></keyEncryptors></encryption>";
+        base64_encode(pw.salt) + "\" encryptedVerifierHashInput=\"" + base64_encode(*enc_input) +
+        "\" encryptedVerifierHashValue=\"" + base64_encode(*enc_value) + "\" encryptedKeyValue=\"" +
+        base64_encode(*enc_key) + "\"/></keyEncryptor></keyEncryptors></encryption>";
 
     cfb::Node root{"Root Entry", true, {}, {}, {}};
     root.children.push_back(data_spaces());
