@@ -734,11 +734,11 @@ public:
     // given sheet, or before the active sheet when neither is given. It becomes the active sheet.
     virtual Result<Worksheet*> add_worksheet(Worksheet* before, Worksheet* after) = 0;
     // Workbook.Password: the password to open, applied by the next save ("" removes it).
-    virtual Result<void> set_password(const std::string& password) {
+    virtual Result<void> set_open_password(const std::string& password) {
         (void)password;
         return Error::failed("パスワードを設定できないブックです。");
     }
-    virtual bool has_password() const { return false; }
+    virtual bool has_open_password() const { return false; }
     // The application's refusal of `name` as the name of a new sheet of this workbook.
     virtual Result<void> check_sheet_name(const std::string& name) {
         (void)name;

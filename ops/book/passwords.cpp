@@ -96,7 +96,7 @@ Result<void> Excel_ファイル_パスワード変更1_Read(run::Session& s) {
 Result<void> Excel_ファイル_パスワード変更1(run::Session& s) {
     xl::Workbook* book = s.book();
     if (!book) return Error::failed("ブックが開かれていません。");
-    return book->set_password(s.params.text("new_open"));
+    return book->set_open_password(s.params.text("new_open"));
 }
 
 std::string Check_ファイル_パスワード変更2(const shell::Params& p, std::string_view) {
@@ -126,7 +126,7 @@ Result<void> Excel_ファイル_パスワード変更2(run::Session& s) {
         s.update_error_text("パスワード一覧ファイルにないため、変更していません。");
         return {};
     }
-    return book->set_password(p->new_open);
+    return book->set_open_password(p->new_open);
 }
 
 std::span<const Procedures> password_procedures() {

@@ -218,9 +218,8 @@ Result<std::unique_ptr<Book>> Book::open_memory(NativeApplication& app, std::str
 
 Result<void> Book::load_encrypted(const std::string& bytes, const std::string& display) {
     auto root = cfb::read(bytes, display);
-    if (!root) return root.error();
-    if (!encryption::is_encrypted_package(*root))
-        return reason(Error::Code::BadFormat, "暗号化された部品が見つかりません");
+    if (!root || !encryption::is_encrypted_package(*root))
+        return reason(Error::Code::BadFormat, "パスワードで保護（暗号化）されたブックが壊れています");
     const std::string& given = app_.open_password;
     std::string password = given.empty() ? std::string(encryption::kDefaultPassword) : given;
     auto plain = encryption::decrypt(*root, password);
@@ -239,7 +238,7 @@ Result<void> Book::load_encrypted(const std::string& bytes, const std::string& d
     return {};
 }
 
-Result<void> Book::set_password(const std::string& password) {
+Result<void> Book::set_open_password(const std::string& password) {
     if (password == password_) return {};
     password_ = password;
     saved_ = false;

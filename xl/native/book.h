@@ -224,8 +224,8 @@ public:
                                                 Worksheet& after,
                                                 const std::vector<std::string>& names) override;
     Result<void> check_sheet_name(const std::string& name) override;
-    Result<void> set_password(const std::string& password) override;
-    bool has_password() const override { return !password_.empty(); }
+    Result<void> set_open_password(const std::string& password) override;
+    bool has_open_password() const override { return !password_.empty(); }
     // False after any change that a save would write, whichever path made it.
     bool saved() const override;
     void set_saved(bool saved) override { saved_ = saved; }
