@@ -228,7 +228,12 @@ Result<void> Book::load_encrypted(const std::string& bytes, const std::string& d
                       given.empty() ? "パスワードで保護（暗号化）されたブックです。パスワードを"
                                       "指定してください"
                                     : "パスワードが違います");
-    if (!plain) return plain.error();
+    if (!plain) {
+        // Said first what the file is: the method or damage follows.
+        std::string why = plain.error().message;
+        if (why.ends_with("。")) why.resize(why.size() - std::string_view("。").size());
+        return reason(plain.error().code, "パスワードで保護（暗号化）されたブックです。" + why);
+    }
     auto pkg = Package::open_memory(std::move(*plain));
     if (!pkg) return pkg.error();
     package_ = std::move(*pkg);
