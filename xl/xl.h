@@ -356,6 +356,9 @@ struct SheetView {
     bool right_to_left = false;  // DisplayRightToLeft
     bool ruler = true;           // DisplayRuler (page layout view)
     bool white_space = true;     // DisplayWhitespace (page layout view)
+    // DisplayPageBreaks: the automatic page breaks drawn on the grid (autoPageBreaks of the
+    // sheet's properties rather than of its window).
+    bool page_breaks = true;
     bool operator==(const SheetView&) const = default;
 };
 

@@ -129,6 +129,30 @@ TEST(SheetView, SelectedTabsFollowTheGroupAndTheActiveSheet) {
     EXPECT_NE(views_of(alone, 2).find("tabSelected=\"1\""), std::string::npos);
 }
 
+TEST(SheetView, PageBreaksLiveInTheSheetPropertiesBeforeTheViews) {
+    OpenBook b(panes_fixture());
+    ASSERT_NE(b.book, nullptr) << b.error;
+    xl::Worksheet& s = *b.book->worksheet(1);
+    auto v = s.view();
+    ASSERT_TRUE(v.has_value());
+    EXPECT_TRUE(v->page_breaks);
+    v->page_breaks = false;
+    v->gridlines = false;  // both parts change in one write
+    ASSERT_TRUE(s.set_view(*v).has_value());
+    EXPECT_EQ(*s.view(), *v);
+    std::string off = part_of(b.save("off.xlsx"), "xl/worksheets/sheet1.xml");
+    std::size_t pr = off.find("<sheetPr><pageSetUpPr autoPageBreaks=\"0\"/></sheetPr>");
+    EXPECT_NE(pr, std::string::npos) << off;
+    EXPECT_LT(pr, off.find("<dimension"));
+    EXPECT_NE(views_of(b.save("off2.xlsx"), 1).find("showGridLines=\"0\""), std::string::npos);
+
+    v->page_breaks = true;
+    ASSERT_TRUE(s.set_view(*v).has_value());
+    EXPECT_TRUE(s.view()->page_breaks);
+    std::string on = part_of(b.save("on.xlsx"), "xl/worksheets/sheet1.xml");
+    EXPECT_EQ(on.find("sheetPr"), std::string::npos) << on;
+}
+
 TEST(SheetView, RefusesWhatTheApplicationRefuses) {
     OpenBook b(panes_fixture());
     ASSERT_NE(b.book, nullptr) << b.error;

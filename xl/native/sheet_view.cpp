@@ -13,10 +13,12 @@ namespace {
 
 constexpr std::int32_t kRows = 1048576, kCols = 16384;
 
-// Where <sheetViews> is in the part's text, or where it would go.
+// Where <sheetViews> is in the part's text, or where it would go; the same for <sheetPr>.
 struct ViewsPlace {
     bool found = false;
     std::size_t begin = 0, end = 0;  // the element, or the insertion point (begin == end)
+    bool pr_found = false;
+    std::size_t pr_begin = 0, pr_end = 0;
     std::string prefix;              // of the spreadsheet namespace
     bool root_self_closing = false;  // <worksheet .../>: the root must be opened
     std::string root_name;
@@ -30,7 +32,7 @@ Result<ViewsPlace> locate_views(std::string_view text, const std::string& part_n
     ViewsPlace p;
     xml::Scanner sc(text);
     int depth = 0;
-    bool in_views = false;
+    bool in_views = false, in_pr = false;
     while (true) {
         xml::Token t = sc.next();
         if (t.kind == Kind::Eof || t.kind == Kind::Error) return broken();
@@ -40,12 +42,18 @@ Result<ViewsPlace> locate_views(std::string_view text, const std::string& part_n
                 p.root_name = std::string(t.name);
                 if (t.self_closing) {
                     p.root_self_closing = true;
-                    p.begin = p.end = t.end - 2;
+                    p.begin = p.end = p.pr_begin = p.pr_end = t.end - 2;
                     return p;
                 }
-            } else if (depth == 1 && !in_views) {
+                p.pr_begin = p.pr_end = t.end;
+            } else if (depth == 1 && !in_views && !in_pr) {
                 std::string_view local = xml::local_name(t.name);
-                if (local == "sheetViews") {
+                if (local == "sheetPr") {
+                    p.pr_found = true;
+                    p.pr_begin = t.begin;
+                    p.pr_end = t.end;
+                    in_pr = !t.self_closing;
+                } else if (local == "sheetViews") {
                     p.begin = t.begin;
                     if (t.self_closing) {
                         p.end = t.end;
@@ -61,6 +69,10 @@ Result<ViewsPlace> locate_views(std::string_view text, const std::string& part_n
             if (!t.self_closing) ++depth;
         } else if (t.kind == Kind::End) {
             --depth;
+            if (depth == 1 && in_pr) {
+                p.pr_end = t.end;
+                in_pr = false;
+            }
             if (depth == 1 && in_views) {
                 p.end = t.end;
                 p.found = true;
@@ -312,13 +324,25 @@ Result<SheetView> Sheet::view() {
     if (!text) return text.error();
     auto place = locate_views(*text, part_name_);
     if (!place) return place.error();
-    if (!place->found) return SheetView{};
-    xml::Document doc;
-    if (auto r = xml::load(doc, std::string_view(*text).substr(place->begin, place->end - place->begin),
-                           part_name_);
-        !r)
-        return r.error();
-    return read_view(xml::child(doc.root(), "sheetView"));
+    SheetView out;
+    if (place->found) {
+        xml::Document doc;
+        if (auto r = xml::load(doc, std::string_view(*text).substr(place->begin, place->end - place->begin),
+                               part_name_);
+            !r)
+            return r.error();
+        out = read_view(xml::child(doc.root(), "sheetView"));
+    }
+    if (place->pr_found) {
+        xml::Document doc;
+        if (auto r = xml::load(doc, std::string_view(*text).substr(place->pr_begin,
+                                                                   place->pr_end - place->pr_begin),
+                               part_name_);
+            !r)
+            return r.error();
+        out.page_breaks = flag(xml::child(doc.root(), "pageSetUpPr"), "autoPageBreaks", true);
+    }
+    return out;
 }
 
 Result<void> Sheet::set_view(const SheetView& v) {
@@ -354,25 +378,47 @@ Result<void> Sheet::set_view(const SheetView& v) {
     auto place = locate_views(*text, part_name_);
     if (!place) return place.error();
     const std::string& p = place->prefix;
-    std::string fragment =
-        place->found ? text->substr(place->begin, place->end - place->begin)
-                     : "<" + p + "sheetViews><" + p + "sheetView workbookViewId=\"0\"/></" + p +
-                           "sheetViews>";
-    xml::Document doc;
-    if (auto r = xml::load(doc, fragment, part_name_); !r) return r;
-    pugi::xml_node views = doc.root();
-    pugi::xml_node sv = xml::child(views, "sheetView");
-    if (!sv) {
-        sv = views.prepend_child((p + "sheetView").c_str());
-        sv.append_attribute("workbookViewId") = "0";
+    std::string pr_fragment = text->substr(place->pr_begin, place->pr_end - place->pr_begin);
+    if (want.page_breaks != current->page_breaks) {
+        if (!place->pr_found) pr_fragment = "<" + p + "sheetPr/>";
+        xml::Document doc;
+        if (auto r = xml::load(doc, pr_fragment, part_name_); !r) return r;
+        pugi::xml_node pr = doc.root();
+        // pageSetUpPr is the last child the schema allows before extensions of sheetPr.
+        pugi::xml_node setup = xml::child(pr, "pageSetUpPr");
+        if (!setup) setup = pr.append_child((p + "pageSetUpPr").c_str());
+        set_flag(setup, "autoPageBreaks", want.page_breaks, true);
+        if (!setup.first_attribute()) pr.remove_child(setup);
+        pr_fragment = pr.first_child() || pr.first_attribute() ? xml::save(doc) : std::string();
     }
-    write_view(sv, p, *current, want);
-    std::string out = text->substr(0, place->begin);
+    std::string views_fragment = text->substr(place->begin, place->end - place->begin);
+    SheetView window_want = want, window_current = *current;
+    window_want.page_breaks = window_current.page_breaks = true;
+    if (window_want != window_current) {
+        std::string fragment =
+            place->found ? views_fragment
+                         : "<" + p + "sheetViews><" + p + "sheetView workbookViewId=\"0\"/></" +
+                               p + "sheetViews>";
+        xml::Document doc;
+        if (auto r = xml::load(doc, fragment, part_name_); !r) return r;
+        pugi::xml_node views = doc.root();
+        pugi::xml_node sv = xml::child(views, "sheetView");
+        if (!sv) {
+            sv = views.prepend_child((p + "sheetView").c_str());
+            sv.append_attribute("workbookViewId") = "0";
+        }
+        write_view(sv, p, *current, want);
+        views_fragment = xml::save(doc);
+    }
+    // sheetPr comes first, sheetViews after it (both may go in at one point of an empty root).
+    std::string out = text->substr(0, place->pr_begin);
     if (place->root_self_closing) {
-        out += ">" + xml::save(doc) + "</" + place->root_name + ">";
+        out += ">" + pr_fragment + views_fragment + "</" + place->root_name + ">";
         out += text->substr(place->end + 2);
     } else {
-        out += xml::save(doc);
+        out += pr_fragment;
+        out += text->substr(place->pr_end, place->begin - place->pr_end);
+        out += views_fragment;
         out += text->substr(place->end);
     }
     book_.set_saved(false);
