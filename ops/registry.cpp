@@ -56,6 +56,7 @@ const TableFn kTables[] = {
     sheet_setting_procedures,
     book_protection_procedures,
     book_option_procedures,
+    sheet_option_procedures,
     sharing_procedures,
     style_procedures,
     system_list_procedures,

@@ -72,6 +72,7 @@ std::span<const Procedures> sheet_protection_procedures();
 std::span<const Procedures> sheet_setting_procedures();
 std::span<const Procedures> book_protection_procedures();
 std::span<const Procedures> book_option_procedures();
+std::span<const Procedures> sheet_option_procedures();
 std::span<const Procedures> sharing_procedures();
 std::span<const Procedures> style_procedures();
 std::span<const Procedures> system_list_procedures();

@@ -1,5 +1,6 @@
 // The sheet window as every workbook should open: frozen panes, zoom and the kind of view, for
-// the active sheet, every sheet or the sheets named in the pane.
+// the active sheet, every sheet or the sheets named in the pane; シート 初期化 puts the window
+// back as a new sheet opens (A1 active and alone selected, scrolled to the top, 100%, normal).
 
 #include "ops/registry.h"
 #include "ops/view/view_common.h"
@@ -63,7 +64,26 @@ Result<void> Excel_表示_レイアウト(run::Session& s) {
     return {};
 }
 
+std::string Check_シート_初期化(const shell::Params& p, std::string_view) {
+    return view::check_target(p);
+}
+
+Result<void> Excel_シート_初期化(run::Session& s) {
+    // The normal view first: switching views brings back the zoom the view last had, and the
+    // zoom is set to 100% after it. Frozen panes stay; the scrolling pane starts at its top.
+    std::vector<xl::Worksheet*> sheets = view::target_sheets(s);
+    view::change_views(s, sheets, [](xl::SheetView& v) { v.view = xl::xlNormalView; });
+    view::change_views(s, sheets, [](xl::SheetView& v) {
+        v.zoom = 100;
+        v.scroll = xl::CellRef{1, 1};
+        v.active_cell = xl::CellRef{1, 1};
+        v.selection = {xl::Area{1, 1, 1, 1}};
+    });
+    return {};
+}
+
 const Procedures kProcedures[] = {
+    {"シート", "初期化", Check_シート_初期化, Excel_シート_初期化, nullptr, nullptr, nullptr, true},
     {"表示", "枠の固定", Check_表示_枠の固定, Excel_表示_枠の固定, nullptr, nullptr, nullptr, true},
     {"表示", "ズーム", Check_表示_ズーム, Excel_表示_ズーム, nullptr, nullptr, nullptr, true},
     {"表示", "レイアウト", Check_表示_レイアウト, Excel_表示_レイアウト, nullptr, nullptr, nullptr,

@@ -70,6 +70,39 @@ TEST_F(BookOptionsTest, The1904DateSystemChangesOnlyWhenConfirmed) {
     EXPECT_FALSE((*book)->options().date1904);
 }
 
+TEST_F(BookOptionsTest, SheetOptionsOfTheActiveSheetOrOfEverySheet) {
+    add("xlsx/xw-panes01.xlsx", "p.xlsx");
+    auto out = run("ツール", "シート用オプション設定",
+                   {{"gridlines", "off"}, {"zeros", "off"}, {"page_breaks", "off"},
+                    {"right_to_left", "on"}});
+    EXPECT_EQ(out.failed_files, 0) << out.error_text;
+    std::string first = part_text(in() / "p.xlsx", "xl/worksheets/sheet1.xml");
+    EXPECT_NE(first.find("<sheetPr><pageSetUpPr autoPageBreaks=\"0\"/></sheetPr>"),
+              std::string::npos)
+        << first;
+    for (const char* flag : {"showGridLines=\"0\"", "showZeros=\"0\"", "rightToLeft=\"1\""})
+        EXPECT_NE(first.find(flag), std::string::npos) << flag << first;
+    EXPECT_EQ(part_text(in() / "p.xlsx", "xl/worksheets/sheet2.xml").find("showGridLines"),
+              std::string::npos);
+
+    out = run("すべてのシート_ツール", "シート用オプション設定",
+              {{"headings", "off"}, {"gridlines", "on"}});
+    EXPECT_EQ(out.failed_files, 0) << out.error_text;
+    run("すべてのシート_ツール", "シート用オプション一覧", {});
+    ASSERT_EQ(table_.rows().size(), 13u);
+    // File, sheet, gridlines, headings, zeros, page breaks, formulas, right-to-left, ruler.
+    EXPECT_EQ(table_.rows()[0], (Names{"p.xlsx", "Sheet1", "する", "しない", "しない", "しない",
+                                       "しない", "する", "する"}));
+    EXPECT_EQ(table_.rows()[12], (Names{"p.xlsx", "Sheet13", "する", "しない", "する", "する",
+                                        "しない", "しない", "する"}));
+    run("ツール", "シート用オプション一覧", {});  // the active sheet alone, after those rows
+    ASSERT_EQ(table_.rows().size(), 14u);
+    EXPECT_EQ(table_.rows()[13][1], "Sheet1");
+
+    EXPECT_EQ(check("ツール", "シート用オプション設定", {{"ruler", "maybe"}}),
+              "オプションの指定が不正です。");
+}
+
 TEST_F(BookOptionsTest, TabRatio) {
     add("xlsm/cal-issue281.xlsm", "m.xlsm");
     EXPECT_EQ(run("ツール", "水平スクロールバーの幅設定", {{"ratio", "25"}}).failed_files, 0);

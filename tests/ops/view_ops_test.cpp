@@ -76,6 +76,33 @@ TEST_F(ViewOpsTest, FreezeZoomAndLayoutOfNamedSheets) {
     EXPECT_NE(views(3).find("zoomScale=\"120\""), std::string::npos);
 }
 
+TEST_F(ViewOpsTest, ResetPutsEverySheetBackAsANewSheetOpens) {
+    // Zoomed to 150% in the normal view, then page break preview at its own 100%: going back to
+    // the normal view alone would bring the 150% back.
+    run("表示", "ズーム", {{"zoom", "150"}});
+    run("表示", "レイアウト", {{"view", "break"}});
+    run("編集", "ジャンプ", {{"cell", "D20"}});
+    auto out = run("シート", "初期化", {});
+    ASSERT_TRUE(out.checked) << out.check_message;
+    EXPECT_EQ(out.failed_files, 0) << out.error_text;
+    for (int i = 1; i <= 13; ++i) {
+        std::string v = views(i);
+        EXPECT_EQ(v.find("pageBreakPreview"), std::string::npos) << i << v;
+        EXPECT_EQ(v.find("zoomScale=\""), std::string::npos) << i << v;
+        EXPECT_EQ(v.find("D20"), std::string::npos) << i << v;
+    }
+    // Frozen panes stay, scrolled to their top.
+    EXPECT_NE(views(1).find("<pane ySplit=\"1\" topLeftCell=\"A2\" activePane=\"bottomLeft\" "
+                            "state=\"frozen\"/>"),
+              std::string::npos)
+        << views(1);
+
+    auto before = std::filesystem::last_write_time(dir_ / "p.xlsx");
+    EXPECT_EQ(run("シート", "初期化", {}).failed_files, 0);
+    EXPECT_EQ(std::filesystem::last_write_time(dir_ / "p.xlsx"), before);
+    EXPECT_FALSE(run("シート", "初期化", {{"target", "names"}, {"names", ""}}).checked);
+}
+
 TEST_F(ViewOpsTest, ChecksRefuseBadPanes) {
     EXPECT_FALSE(run("表示", "ズーム", {{"zoom", "401"}}).checked);
     EXPECT_FALSE(run("表示", "ズーム", {{"zoom", "9"}}).checked);
