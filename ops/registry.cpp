@@ -25,6 +25,7 @@ const TableFn kTables[] = {
     export_procedures,
     combine_split_procedures,
     password_procedures,
+    split_object_procedures,
     extension_procedures,
     file_name_procedures,
     file_folder_procedures,
@@ -36,6 +37,7 @@ const TableFn kTables[] = {
     colour_procedures,
     palette_list_procedures,
     tab_procedures,
+    object_procedures,
     page_setup_procedures,
     external_macro_procedures,
     printing_procedures,
@@ -72,6 +74,7 @@ const TableFn kTables[] = {
     edit_copy_paste_procedures,
     edit_comment_procedures,
     edit_cut_paste_procedures,
+    edit_object_paste_procedures,
     edit_style_procedures,
 };
 

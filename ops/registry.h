@@ -39,6 +39,7 @@ std::span<const Procedures> sheet_procedures();
 std::span<const Procedures> export_procedures();
 std::span<const Procedures> combine_split_procedures();
 std::span<const Procedures> password_procedures();
+std::span<const Procedures> split_object_procedures();
 std::span<const Procedures> extension_procedures();
 std::span<const Procedures> file_name_procedures();
 std::span<const Procedures> file_folder_procedures();
@@ -51,6 +52,7 @@ std::span<const Procedures> macro_list_procedures();
 std::span<const Procedures> colour_procedures();
 std::span<const Procedures> palette_list_procedures();
 std::span<const Procedures> tab_procedures();
+std::span<const Procedures> object_procedures();
 std::span<const Procedures> page_setup_procedures();
 std::span<const Procedures> external_macro_procedures();
 std::span<const Procedures> printing_procedures();
@@ -90,6 +92,7 @@ std::span<const Procedures> edit_clear_procedures();
 std::span<const Procedures> edit_copy_paste_procedures();
 std::span<const Procedures> edit_comment_procedures();
 std::span<const Procedures> edit_cut_paste_procedures();
+std::span<const Procedures> edit_object_paste_procedures();
 std::span<const Procedures> edit_style_procedures();
 
 // Dispatch: nullptr when no implemented operation matches. An entry whose category is the full

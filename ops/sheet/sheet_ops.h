@@ -5,6 +5,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "shell/params.h"
 #include "util/result.h"
@@ -38,6 +39,12 @@ std::string Excel_SheetCount_Error_Text(run::Session& s, std::string_view action
 // The sheet-name column of the by-file sheet-name list: a name holding a blank (half-width or
 // ideographic) is shown in 「」 so that its blanks can be seen; other names as they are.
 std::string Sheet_Space_Check(std::string_view name);
+
+// Whether an object's name fits a name pattern of the object operations: "*" any run of
+// characters, "?" one character, upper and lower case alike; an empty pattern fits every name.
+bool object_name_like(std::string_view pattern, std::string_view name);
+// The patterns of a comma-separated list (half-width or full-width commas), blanks trimmed.
+std::vector<std::string> object_name_list(std::string_view list);
 
 // The numeric value of a pane text as the operations read it: leading blanks skipped, then an
 // optional sign and digits; anything else ends the number (0 when there is none).

@@ -98,6 +98,14 @@ public:
     Result<void> visit_colours(const ColourKinds& kinds, const ColourVisit& visit) override;
     std::optional<std::int32_t> tab_colour() override;
     Result<void> set_tab_colour(std::int32_t colour) override;
+    // Drawing objects (xl/native/drawing_objects.cpp).
+    std::vector<SheetObject> objects() override;
+    Result<void> delete_object(const SheetObject& o) override;
+    Result<void> move_object(const SheetObject& o, CellRef to) override;
+    Result<void> rename_object(const SheetObject& o, const std::string& name) override;
+    Result<void> scale_object(const SheetObject& o, double width, double height) override;
+    Result<void> copy_object(const SheetObject& o, Worksheet& dest,
+                             std::optional<CellRef> to) override;
     // Visibility and code name (xl/native/sheet_settings.cpp).
     int visibility() const override;
     Result<void> set_visibility(int visibility) override;

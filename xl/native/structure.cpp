@@ -327,6 +327,9 @@ Result<Worksheet*> Sheet::copy(Worksheet* before, Worksheet* after) {
             return copied.error();
         }
         if (blank) (void)blank->delete_sheet();
+        // Alone in its workbook the copy takes the source's name, which the blank sheet may
+        // have held while both were there.
+        if ((*copied)->name() != name_) (void)(*copied)->set_name(name_);
         return copied;
     }
     Book& dest = static_cast<Book&>(anchor->parent());

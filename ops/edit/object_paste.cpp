@@ -1,0 +1,152 @@
+// Drawing objects copied and moved by name: コピー貼付_オブジェクト copies objects of a sheet
+// (of a source workbook, or of the target itself) onto a sheet of every target;
+// 切取り貼付_オブジェクト moves objects from one sheet of a target to another. Pictures,
+// shapes, groups and charts travel with their parts; hyperlinks go to the same (or the given)
+// cell. Notes belong to their cells and go with the cell operations.
+
+#include "ops/edit/edit_common.h"
+#include "ops/registry.h"
+#include "ops/sheet/sheet_ops.h"
+#include "util/text.h"
+
+namespace sheaflow::ops {
+namespace {
+namespace k = edit::keys;
+
+constexpr const char* kSource = "source";
+constexpr const char* kDestSheet = "dest_sheet";
+constexpr const char* kDest = "dest";
+
+// The top-left cell the pane gives for the pasted objects; nullopt (their own place) when the
+// box is empty, and an error when it holds no single cell.
+Result<std::optional<xl::CellRef>> dest_cell(const shell::Params& p) {
+    std::string t =
+        text::replace_all(text::upper(text::narrow(text::trim(p.text(kDest)))), "$", "");
+    if (t.empty()) return std::optional<xl::CellRef>();
+    auto a = xl::parse_address(t);
+    if (!a || a->first_row != a->last_row || a->first_col != a->last_col ||
+        t.find_first_of("0123456789") == std::string::npos)
+        return Error::failed("貼り付け先のセルの指定が不正です。");
+    return std::optional<xl::CellRef>(xl::CellRef{a->first_row, a->first_col});
+}
+
+std::string check_names(const shell::Params& p) {
+    if (object_name_list(p.text(k::kNames)).empty()) return "オブジェクト名を入力してください。";
+    if (auto d = dest_cell(p); !d) return d.error().message;
+    return {};
+}
+
+// The objects of `ws` whose names one of the pane's patterns fits, in the sheet's order;
+// a pattern that fits none is an error line.
+std::vector<xl::SheetObject> chosen(run::Session& s, xl::Worksheet& ws) {
+    std::vector<xl::SheetObject> all = ws.objects(), out;
+    for (const std::string& pattern : object_name_list(s.params.text(k::kNames))) {
+        bool any = false;
+        for (const xl::SheetObject& o : all) {
+            if (o.kind == xl::ObjectKind::Comment || !object_name_like(pattern, o.name)) continue;
+            any = true;
+            bool listed = false;
+            for (const xl::SheetObject& c : out) listed = listed || c.id == o.id;
+            if (!listed) out.push_back(o);
+        }
+        if (!any) s.update_error_text("オブジェクト「" + pattern + "」がありません。");
+    }
+    return out;
+}
+
+xl::Worksheet* sheet_named(run::Session& s, xl::Workbook& b, const std::string& name,
+                           const char* role) {
+    xl::Worksheet* ws = edit::named_or_active(b, name);
+    if (!ws)
+        s.update_error_text(std::string(role) + "のシート「" + text::trim(name) +
+                            "」がありません。");
+    return ws;
+}
+
+// コピー貼付_オブジェクト ---------------------------------------------------------------------
+
+std::string Check_編集_コピー貼付_オブジェクト(const shell::Params& p, std::string_view) {
+    if (p.option(kSource) == "file")
+        if (std::string m = edit::check_source_file(p); !m.empty()) return m;
+    return check_names(p);
+}
+
+Result<void> read_source(run::Session& s) {
+    if (s.params.option(kSource) != "file") return {};
+    return edit::open_source(s);
+}
+
+Result<void> Excel_編集_コピー貼付_オブジェクト(run::Session& s) {
+    xl::Workbook* target = s.book();
+    if (!target) return {};
+    xl::Workbook* from_book = s.params.option(kSource) == "file" ? edit::source_book(s) : target;
+    if (!from_book) return {};
+    xl::Worksheet* src = sheet_named(s, *from_book, s.params.text(k::kSourceSheet), "コピー元");
+    xl::Worksheet* dst = sheet_named(s, *target, s.params.text(kDestSheet), "貼り付け先");
+    if (!src || !dst) return {};
+    auto to = dest_cell(s.params);
+    if (!to) return to.error();
+    for (const xl::SheetObject& o : chosen(s, *src)) {
+        if (s.yield()) return {};
+        if (auto r = src->copy_object(o, *dst, *to); !r)
+            s.update_error_text(o.name + " " + r.error().message);
+    }
+    return {};
+}
+
+// 切取り貼付_オブジェクト ---------------------------------------------------------------------
+
+std::string Check_編集_切取り貼付_オブジェクト(const shell::Params& p, std::string_view) {
+    return check_names(p);
+}
+
+// Each object is copied, then deleted from its sheet; on one sheet it is moved instead. The
+// source is looked up again after each object, as a deletion renumbers the others.
+Result<void> Excel_編集_切取り貼付_オブジェクト(run::Session& s) {
+    xl::Workbook* b = s.book();
+    if (!b) return {};
+    xl::Worksheet* src = sheet_named(s, *b, s.params.text(k::kSourceSheet), "切り取り元");
+    xl::Worksheet* dst = sheet_named(s, *b, s.params.text(kDestSheet), "貼り付け先");
+    if (!src || !dst) return {};
+    auto to = dest_cell(s.params);
+    if (!to) return to.error();
+    std::vector<xl::SheetObject> picked = chosen(s, *src);
+    for (const xl::SheetObject& wanted : picked) {
+        if (s.yield()) return {};
+        const xl::SheetObject* o = nullptr;
+        std::vector<xl::SheetObject> now = src->objects();
+        for (const xl::SheetObject& c : now)
+            if (!o && c.kind == wanted.kind && c.name == wanted.name) o = &c;
+        if (!o) continue;
+        Result<void> r;
+        if (src == dst) {
+            if (*to && o->kind != xl::ObjectKind::Hyperlink) r = src->move_object(*o, **to);
+        } else {
+            r = src->copy_object(*o, *dst, *to);
+            if (r) r = src->delete_object(*o);
+        }
+        if (!r) s.update_error_text(o->name + " " + r.error().message);
+    }
+    return {};
+}
+
+}  // namespace
+
+std::span<const Procedures> edit_object_paste_procedures() {
+    static const Procedures table[] = {
+        {.category = "編集",
+         .key_name = "コピー貼付_オブジェクト",
+         .check = Check_編集_コピー貼付_オブジェクト,
+         .execute = Excel_編集_コピー貼付_オブジェクト,
+         .read = read_source,
+         .updates = true},
+        {.category = "編集",
+         .key_name = "切取り貼付_オブジェクト",
+         .check = Check_編集_切取り貼付_オブジェクト,
+         .execute = Excel_編集_切取り貼付_オブジェクト,
+         .updates = true},
+    };
+    return table;
+}
+
+}  // namespace sheaflow::ops
