@@ -145,5 +145,44 @@ TEST(SheetObjects, EmbeddedObjectOfTheLegacyDrawing) {
     EXPECT_FALSE(contains(part_of(out, "xl/worksheets/_rels/sheet1.xml.rels"), "oleObject"));
 }
 
+TEST(SheetObjects, CopiesBringTheirPartsIntoAnotherWorkbook) {
+    OpenBook src(colours_fixture());
+    OpenBook dst(structure_fixture(), "dest.xlsx");
+    ASSERT_NE(src.book, nullptr) << src.error;
+    ASSERT_NE(dst.book, nullptr) << dst.error;
+    xl::Worksheet& from = *src.book->worksheet(1);
+    auto all = from.objects();
+    // Summary has a drawing of its own (whose root does not declare the relationships
+    // prefix); Data has none yet, only notes.
+    ASSERT_TRUE(from.copy_object(*named(all, "Chart 7"), dst.ws("Summary"), xl::CellRef{20, 1})
+                    .has_value());
+    ASSERT_TRUE(
+        from.copy_object(*named(all, "Picture 6"), dst.ws("Data"), std::nullopt).has_value());
+    ASSERT_TRUE(from.copy_object(*named(all, "C3"), dst.ws("Data"), xl::CellRef{9, 9}).has_value());
+    EXPECT_FALSE(from.copy_object(*named(all, "B2"), dst.ws("Data"), std::nullopt));
+    std::vector<std::string> seen;
+    for (const auto& o : dst.ws("Summary").objects())
+        seen.push_back(o.name + "@" + std::to_string(o.first_row) + "," +
+                       std::to_string(o.first_col));
+    EXPECT_EQ(seen, (std::vector<std::string>{"Chart 1@2,4", "Chart 7@20,1"}));
+    std::string out = dst.save();
+    std::string summary_drawing = part_of(out, "xl/drawings/drawing1.xml");
+    EXPECT_TRUE(contains(summary_drawing, "xmlns:r=")) << summary_drawing;
+    EXPECT_TRUE(contains(summary_drawing, "id=\"3\" name=\"Chart 7\"")) << summary_drawing;
+    EXPECT_NE(part_of(out, "xl/charts/chart2.xml"), "");
+    EXPECT_EQ(part_of(out, "xl/charts/chart2.xml"), part_of(src.path, "xl/charts/chart1.xml"));
+    std::string types = part_of(out, "[Content_Types].xml");
+    EXPECT_TRUE(contains(types, "/xl/charts/chart2.xml")) << types;
+    EXPECT_TRUE(contains(types, "/xl/drawings/drawing2.xml")) << types;
+    EXPECT_EQ(part_of(out, "xl/media/image1.png"), part_of(src.path, "xl/media/image1.png"));
+    std::string data = part_of(out, "xl/worksheets/sheet1.xml");
+    EXPECT_TRUE(contains(data, "<drawing r:id=")) << data;
+    EXPECT_LT(data.find("<drawing "), data.find("<legacyDrawing "));
+    EXPECT_TRUE(contains(data, "<hyperlink ref=\"I9\""));
+    OpenBook again(out, "again.xlsx");
+    ASSERT_NE(again.book, nullptr) << again.error;
+    EXPECT_EQ(again.ws("Data").objects().size(), 3u);  // note, picture, hyperlink
+}
+
 }  // namespace
 }  // namespace sheaflow::testing

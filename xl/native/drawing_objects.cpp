@@ -375,17 +375,14 @@ Grid::Grid(Sheet& s, Book& b) {
         cols_.push_back({span, f.hidden ? 0 : column_emu(f.size)});
     for (auto& [span, f] : s.formatted_lines(Axis::Rows))
         rows_.push_back({span, f.hidden ? 0 : f.size * kEmuPerPoint});
+    auto by_first = [](const auto& x, const auto& y) { return x.first.first < y.first.first; };
+    std::sort(cols_.begin(), cols_.end(), by_first);
+    std::sort(rows_.begin(), rows_.end(), by_first);
 }
 
 double Grid::column_emu(double characters) const {
     if (characters <= 0) return 0;
     return (std::round(characters * mdw_) + 5) * kEmuPerPixel;
-}
-
-double Grid::size(const Lines& lines, double standard, std::int32_t line) {
-    for (const auto& [span, v] : lines)
-        if (line >= span.first && line <= span.last) return v;
-    return standard;
 }
 
 double Grid::start(const Lines& lines, double standard, std::int32_t line0) {
@@ -397,17 +394,31 @@ double Grid::start(const Lines& lines, double standard, std::int32_t line0) {
     return total;
 }
 
+// Walks runs of equal lines (a span, or the standard lines between spans) rather than lines,
+// so that a position far down a sheet with many sized rows is found quickly.
 std::pair<std::int32_t, double> Grid::at(const Lines& lines, double standard, double pos,
                                          std::int32_t limit) {
-    std::int32_t line0 = 0;
-    double edge = 0;
-    while (line0 < limit - 1) {
-        double w = size(lines, standard, line0 + 1);
-        if (pos < edge + w) break;
-        edge += w;
-        ++line0;
+    std::int32_t line = 1;  // the first line of the next run, 1-based
+    double edge = 0;        // where it begins
+    std::size_t k = 0;
+    while (line <= limit) {
+        while (k < lines.size() && lines[k].first.last < line) ++k;
+        bool in_span = k < lines.size() && lines[k].first.first <= line;
+        double w = in_span ? lines[k].second : standard;
+        std::int32_t last = in_span            ? lines[k].first.last
+                            : k < lines.size() ? lines[k].first.first - 1
+                                               : limit;
+        last = std::min(last, limit);
+        double n = last - line + 1;
+        if (w > 0 && pos < edge + w * n) {
+            auto i = static_cast<std::int32_t>(std::floor((pos - edge) / w));
+            i = std::clamp(i, 0, last - line);
+            return {line - 1 + i, std::max(0.0, pos - edge - w * i)};
+        }
+        edge += w * n;
+        line = last + 1;
     }
-    return {line0, std::max(0.0, pos - edge)};
+    return {limit - 1, 0};
 }
 
 }  // namespace drawing
@@ -1147,6 +1158,7 @@ Result<void> Sheet::copy_object(const SheetObject& o, Worksheet& dest, std::opti
         if (!bytes) return bytes.error();
         if (auto r = dst_rels.parse(*bytes, dst_rels_name); !r) return r;
     }
+    int next = largest_shape_id(d.doc.root()) + 1;
     pugi::xml_node copy = d.doc.root().append_copy(src.top);
     // The prefixes the object uses are declared on the destination's root too.
     for (pugi::xml_attribute a : src.part.doc.root().attributes()) {
@@ -1182,7 +1194,6 @@ Result<void> Sheet::copy_object(const SheetObject& o, Worksheet& dest, std::opti
         return {};
     };
     if (auto r = relink(copy); !r) return r;
-    int next = largest_shape_id(d.doc.root()) + 1;
     renumber_shapes(copy, next);
     if (to) {
         Grid dg(*target, db);

@@ -34,7 +34,6 @@ public:
 private:
     using Lines = std::vector<std::pair<LineSpan, double>>;
     double column_emu(double characters) const;
-    static double size(const Lines& lines, double standard, std::int32_t line);
     static double start(const Lines& lines, double standard, std::int32_t line0);
     static std::pair<std::int32_t, double> at(const Lines& lines, double standard, double pos,
                                               std::int32_t limit);
