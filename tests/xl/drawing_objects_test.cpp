@@ -184,5 +184,21 @@ TEST(SheetObjects, CopiesBringTheirPartsIntoAnotherWorkbook) {
     EXPECT_EQ(again.ws("Data").objects().size(), 3u);  // note, picture, hyperlink
 }
 
+TEST(SheetObjects, EmbeddedObjectsStayTiedToTheirShapesInASheetCopy) {
+    // The destination has a VML drawing of its own, so the copy's shapes are renumbered.
+    OpenBook src(corpus("xlsx/olet-embedded-simple-2007.xlsx"));
+    OpenBook dst(colours_fixture(), "dest.xlsx");
+    ASSERT_NE(src.book, nullptr) << src.error;
+    ASSERT_NE(dst.book, nullptr) << dst.error;
+    auto copied = src.book->worksheet(1)->copy(nullptr, dst.book->worksheet(2));
+    ASSERT_TRUE(copied.has_value()) << copied.error().message;
+    auto all = (*copied)->objects();
+    ASSERT_EQ(all.size(), 1u);
+    EXPECT_EQ(all[0].kind, xl::ObjectKind::OleObject);
+    EXPECT_EQ(all[0].name, "Object 1");
+    std::string out = dst.save();
+    EXPECT_TRUE(contains(part_of(out, "xl/worksheets/sheet3.xml"), "shapeId=\"2049\""));
+}
+
 }  // namespace
 }  // namespace sheaflow::testing

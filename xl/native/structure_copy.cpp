@@ -168,6 +168,38 @@ int vml_block(std::string_view x) {
     return std::atoi(std::string(x.substr(data + 6, 12)).c_str());
 }
 
+// Adds `shift` to the shape numbers (1024 and above) written after `key`; with `tag`, only
+// inside start tags of that local name.
+std::string shift_shape_numbers(std::string_view x, std::string_view key, std::string_view tag,
+                                int shift) {
+    std::string out;
+    std::size_t i = 0;
+    while (true) {
+        std::size_t hit = x.find(key, i);
+        if (hit == std::string_view::npos) break;
+        std::size_t d = hit + key.size(), e = d;
+        while (e < x.size() && std::isdigit(static_cast<unsigned char>(x[e]))) ++e;
+        bool inside = tag.empty();
+        if (!inside) {
+            std::size_t open = x.rfind('<', hit);
+            std::size_t name_end = x.find_first_of(" \t\r\n/>", open);
+            std::string_view name = x.substr(open + 1, name_end - open - 1);
+            inside = open != std::string_view::npos && x.find('>', open) > hit &&
+                     xml::local_name(name) == tag;
+        }
+        long n = e > d ? std::atol(std::string(x.substr(d, e - d)).c_str()) : 0;
+        out.append(x.substr(i, d - i));
+        if (inside && n >= 1024) {
+            out += std::to_string(n + shift);
+            i = e;
+        } else {
+            i = d;
+        }
+    }
+    out.append(x.substr(i));
+    return out;
+}
+
 std::string renumber_vml(std::string_view x, int old_block, int new_block) {
     std::string out;
     std::size_t i = 0;
@@ -660,6 +692,9 @@ private:
     std::map<std::string, std::string> table_renames_;
     Tables tables_;
     int vml_block_ = 0;
+    // How far the shape numbers of the sheet's VML drawing moved (its block changed): the
+    // sheet's embedded objects and controls, and their drawing shapes, name them.
+    int vml_shift_ = 0;
     std::unique_ptr<ExternalLinks> links_;
     std::vector<std::string> source_links_;  // targets of the source's external links, by index
     std::set<std::string> names_used_;       // upper-cased bare names in the copied formulas
@@ -831,7 +866,12 @@ std::string SheetCopy::transform(const std::string& part, std::string_view type,
     }
     if (part.size() > 4 && text::lower(part.substr(part.size() - 4)) == ".vml") {
         int old_block = vml_block(x);
-        if (old_block > 0) x = renumber_vml(x, old_block, ++vml_block_);
+        if (old_block > 0) {
+            int new_block = ++vml_block_;
+            if (vml_shift_ == 0 && x.find("ClientData") != std::string::npos)
+                vml_shift_ = 1024 * (new_block - old_block);
+            x = renumber_vml(x, old_block, new_block);
+        }
         return x;
     }
     if (type == kTableType || type == kChartType || type == kChartExType || type == kDrawingType ||
@@ -1024,6 +1064,17 @@ Result<Worksheet*> SheetCopy::run() {
     remap_sheet_indexes(db_.workbook_part(), [&](int i) { return i >= position_ ? i + 1 : i; });
     if (auto r = copy_names(); !r) return r.error();
 
+    if (vml_shift_ != 0)
+        for (auto& [name, content] : writes) {
+            if (name == new_part) {
+                content = shift_shape_numbers(content, "shapeId=\"", "", vml_shift_);
+            } else {
+                auto t = std::find_if(types.begin(), types.end(),
+                                      [&](const auto& nt) { return nt.first == name; });
+                if (t != types.end() && t->second == kDrawingType)
+                    content = shift_shape_numbers(content, " id=\"", "cNvPr", vml_shift_);
+            }
+        }
     // Write: parts, content types, the sheet list, styles, links.
     for (auto& [name, content] : writes) db_.package().write(name, std::move(content));
     for (const auto& [name, type] : types) {
