@@ -14,6 +14,7 @@ const TableFn kTables[] = {
     digit_check_procedures,
     text_convert_procedures,
     value_check_procedures,
+    furigana_procedures,
     cell_set_procedures,
     cell_shift_procedures,
     cell_format_procedures,

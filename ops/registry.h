@@ -27,6 +27,7 @@ std::span<const Procedures> kansuji_procedures();
 std::span<const Procedures> digit_check_procedures();
 std::span<const Procedures> text_convert_procedures();
 std::span<const Procedures> value_check_procedures();
+std::span<const Procedures> furigana_procedures();
 std::span<const Procedures> cell_set_procedures();
 std::span<const Procedures> cell_shift_procedures();
 // Cell formats.

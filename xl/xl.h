@@ -610,6 +610,18 @@ public:
         (void)c, (void)runs;
         return Error::failed("書式を扱えないシートです。");
     }
+    // The phonetic reading (furigana) of a cell's text constant as PHONETIC() gives it: the text
+    // with each part that has a reading replaced by that reading; "" when it has none.
+    virtual std::string phonetic(CellRef c) {
+        (void)c;
+        return {};
+    }
+    // Gives a text constant `reading` as one phonetic run over its whole text, or removes its
+    // phonetic runs when `reading` is empty; the text and its formatting runs stay.
+    virtual Result<void> set_phonetic(CellRef c, const std::string& reading) {
+        (void)c, (void)reading;
+        return Error::failed("ふりがなを扱えないシートです。");
+    }
 
     // ---- Data validation (xl/native/validation.cpp) ----
     virtual std::vector<Validation> validations() { return {}; }

@@ -121,6 +121,9 @@ public:
                               const std::function<void(CellRef, CellFormat&)>& edit) override;
     std::vector<TextRun> text_runs(CellRef c) override;
     Result<void> set_text_runs(CellRef c, const std::vector<TextRun>& runs) override;
+    // Phonetic readings (xl/native/phonetic.cpp).
+    std::string phonetic(CellRef c) override;
+    Result<void> set_phonetic(CellRef c, const std::string& reading) override;
     // Data validation (xl/native/validation.cpp).
     std::vector<Validation> validations() override;
     Result<void> add_validation(const Validation& v) override;

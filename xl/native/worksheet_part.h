@@ -54,6 +54,11 @@ public:
     }
     bool dirty() const { return dirty_; }
     void mark_dirty() { dirty_ = true; }
+    // The <c> element a cell was read with; "" for a cell changed or added since.
+    std::string_view cell_source(const Cell& c) const {
+        if (c.dirty() || c.raw_end <= c.raw_begin) return {};
+        return std::string_view(source_).substr(c.raw_begin, c.raw_end - c.raw_begin);
+    }
 
     // The part's text with the changes.
     std::string serialize() const;
