@@ -109,6 +109,67 @@ std::string format_address(const Area& a, bool row_absolute = true, bool column_
 std::optional<Area> parse_address(std::string_view address, std::int32_t max_rows = 1048576,
                                   std::int32_t max_cols = 16384);
 
+// ---- Formulas: tokens of the formula grammar (xl/native/formula_tokens.cpp) ----------------
+enum class TokenKind {
+    Number,      // 12, 1.5, 1E+10
+    String,      // "text" (quotes included, doubled quotes inside)
+    Bool,        // TRUE, FALSE
+    Error,       // #REF!, #N/A ... (with a sheet prefix when one stands before it)
+    Reference,   // A1, $A$1:B5, A:C, 3:7, with an optional sheet or book prefix
+    Name,        // a defined name (or a name the workbook does not define), optional prefix
+    Function,    // SUM, _xlfn.XLOOKUP: the name before "("
+    Table,       // a structured reference: Table1[Qty], Table1[[#This Row],[Qty]], [@Qty]
+    Operator,    // + - * / ^ & = <> < > <= >= % : @ and the spill mark #
+    Open,        // (
+    Close,       // )
+    Comma,       // , between arguments (or the union of references)
+    ArrayOpen,   // {
+    ArrayClose,  // }
+    ArrayRow,    // ; between the rows of an array constant
+    Space,       // blanks and line breaks (between two references: their intersection)
+    Invalid,     // text the grammar has no place for (an unclosed string, a stray quote)
+};
+
+// The shape of a reference.
+enum class RefShape { Cell, Columns, Rows };
+
+// One token. `text` is the token as written; printing a token writes it again from its parts,
+// so that printing every token of a formula gives the formula back.
+struct FormulaToken {
+    TokenKind kind = TokenKind::Invalid;
+    std::string text;
+    std::size_t position = 0;  // byte offset in the formula
+    // The prefix before "!": another workbook ("[1]", "C:\dir\[Book.xlsx]"), the sheet and,
+    // for a 3-D reference, the last sheet; names unquoted. `quoted` when written in quotes.
+    bool has_prefix = false;
+    std::string book;
+    std::string sheet;
+    std::string last_sheet;
+    bool quoted = false;
+    // What follows the prefix (the whole text when there is none).
+    std::string body;
+    // References: the cells, the shape, whether written as a range, and the "$" marks of the
+    // first and the second part. `area` is ordered (first <= last) whichever way it was written;
+    // `swapped_rows`/`swapped_cols` remember a range written backwards ("B5:A1").
+    Area area;
+    RefShape shape = RefShape::Cell;
+    bool range = false;
+    bool abs_col1 = false, abs_row1 = false, abs_col2 = false, abs_row2 = false;
+    bool swapped_rows = false, swapped_cols = false;
+};
+
+// The tokens of a formula (with or without its leading "="; an "=" at the start is left out).
+// Every character of the text belongs to one token.
+std::vector<FormulaToken> tokenize_formula(std::string_view formula);
+// A token written from its parts.
+std::string token_text(const FormulaToken& t);
+// The formula written again from its tokens (without "=").
+std::string formula_from_tokens(const std::vector<FormulaToken>& tokens);
+// The first fault of the token sequence as a formula ("" when it reads as one): brackets that
+// do not match, an operator without an operand, two operands without an operator, text that is
+// not part of the grammar. The message is for the user.
+std::string formula_syntax_error(const std::vector<FormulaToken>& tokens);
+
 // Find and Replace arguments; an argument left empty takes the value that the application kept
 // from the previous call (see FindState).
 struct FindOptions {
@@ -362,6 +423,15 @@ struct SheetView {
     bool operator==(const SheetView&) const = default;
 };
 
+// A defined name: Name.Name, Name.RefersTo (without "="), the sheet it belongs to ("" for a
+// name of the whole workbook) and whether it is hidden.
+struct DefinedName {
+    std::string name;
+    std::string refers_to;
+    std::string sheet;
+    bool hidden = false;
+};
+
 class Application;
 class Workbook;
 class Worksheet;
@@ -539,6 +609,8 @@ public:
         (void)password;
         return Error::failed("保護を解除できないシートです。");
     }
+    // The merged areas of the sheet (MergeArea of each), in the order the sheet keeps them.
+    virtual std::vector<Area> merged_areas() { return {}; }
     // Rows and columns. Inserting and deleting moves the cells and everything that refers to
     // them on every sheet (formulas, names, merged cells, formats, validation, links, comments,
     // drawings, filters, tables, print areas) as the application does, and is refused with
@@ -827,6 +899,8 @@ public:
         (void)source, (void)names;
         return Error::failed("スタイルを扱えないブックです。");
     }
+    // Names: every defined name of the workbook, hidden ones and those of one sheet included.
+    virtual std::vector<DefinedName> names() { return {}; }
 
     // ---- Tabs (xl/native/colours*.cpp) ----
     // The 1-based position of the first tab shown in the tab bar, and setting it.

@@ -106,6 +106,8 @@ public:
     Result<void> scale_object(const SheetObject& o, double width, double height) override;
     Result<void> copy_object(const SheetObject& o, Worksheet& dest,
                              std::optional<CellRef> to) override;
+    // Merged areas (xl/native/formula_book.cpp).
+    std::vector<Area> merged_areas() override;
     // Visibility and code name (xl/native/sheet_settings.cpp).
     int visibility() const override;
     Result<void> set_visibility(int visibility) override;
@@ -254,6 +256,8 @@ public:
     // Selected tabs (xl/native/sheet_view.cpp).
     std::vector<int> selected_sheets() override;
     Result<void> select_sheets(const std::vector<int>& positions) override;
+    // Defined names (xl/native/formula_book.cpp).
+    std::vector<DefinedName> names() override;
 
     // Tabs (xl/native/colours_sheet.cpp).
     int first_tab() override;

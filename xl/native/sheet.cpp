@@ -6,6 +6,7 @@
 #include "xl/native/find.h"
 #include "xl/native/formula.h"
 #include "xl/native/numfmt.h"
+#include "xl/native/structure_copy.h"
 #include "xl/native/value_text.h"
 
 namespace sheaflow::xl::native {
@@ -421,6 +422,13 @@ Result<void> Sheet::set_cell_value(CellRef at, const Value& v) {
 
 Result<void> Sheet::set_cell_formula(CellRef at, const std::string& formula_or_constant) {
     if (!in_grid(at)) return outside_grid(at);
+    if (formula_or_constant.size() > 1 && formula_or_constant[0] == '=' &&
+        formula_or_constant.find('[') != std::string::npos) {
+        // References to other workbooks by path become links of this workbook.
+        auto linked = link_external_references(book_, formula_or_constant);
+        if (!linked) return linked.error();
+        return enter(at, *linked);
+    }
     return enter(at, formula_or_constant);
 }
 

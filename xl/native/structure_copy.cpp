@@ -1297,3 +1297,93 @@ Result<void> merge_named_styles(Book& source, Book& dest, const std::vector<std:
 }
 
 }  // namespace sheaflow::xl::native
+
+namespace sheaflow::xl::native {
+
+namespace {
+
+// The value of a cell as a link keeps it: the cell type attribute and the value text; nullopt
+// for an empty cell.
+std::optional<std::pair<std::string, std::string>> link_value(const xl::Value& v, bool date1904) {
+    char buf[64];
+    if (const double* d = std::get_if<double>(&v))
+        return std::pair{std::string(), std::string(buf, std::to_chars(buf, buf + 64, *d).ptr)};
+    if (const xl::DateTime* t = std::get_if<xl::DateTime>(&v)) {
+        double serial = date1904 ? t->serial - 1462 : t->serial < 61 ? t->serial - 1 : t->serial;
+        return std::pair{std::string(), std::string(buf, std::to_chars(buf, buf + 64, serial).ptr)};
+    }
+    if (const bool* b = std::get_if<bool>(&v))
+        return std::pair{std::string("b"), std::string(*b ? "1" : "0")};
+    if (const std::string* s = std::get_if<std::string>(&v)) return std::pair{"str", *s};
+    if (const xl::CellError* e = std::get_if<xl::CellError>(&v))
+        return std::pair{std::string("e"), e->code};
+    return std::nullopt;
+}
+
+// The open workbook whose full path or (for a prefix without a folder) name is `path`.
+xl::Workbook* open_workbook(Book& b, const std::string& path, bool by_name) {
+    xl::Workbooks& books = b.app().workbooks();
+    for (int i = 1; i <= books.count(); ++i) {
+        xl::Workbook* w = books.item(i);
+        if (w && (by_name ? upper(w->name()) == upper(path) : w->full_name() == path)) return w;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+Result<std::string> link_external_references(Book& b, std::string_view formula) {
+    std::vector<xl::FormulaToken> tokens = xl::tokenize_formula(formula);
+    std::optional<ExternalLinks> links;
+    bool changed = false;
+    for (xl::FormulaToken& t : tokens) {
+        if (t.book.size() < 3 || t.book.back() != ']') continue;
+        std::size_t open = t.book.rfind('[');
+        if (open == std::string::npos) continue;
+        std::string folder = t.book.substr(0, open);
+        std::string file = t.book.substr(open + 1, t.book.size() - open - 2);
+        // "[1]" is already a link of this workbook.
+        if (folder.empty() && !file.empty() &&
+            std::all_of(file.begin(), file.end(), [](char c) { return c >= '0' && c <= '9'; }))
+            continue;
+        xl::Workbook* source = nullptr;
+        std::string path;
+        if (folder.empty()) {
+            // A workbook named without its folder must be open: its path is taken from it.
+            source = open_workbook(b, file, true);
+            if (!source) return refused("ブック「" + file + "」が開かれていません。");
+            path = source->full_name();
+        } else {
+            if (folder.back() != '/' && folder.back() != '\\') folder += '/';
+            path = folder + file;
+            source = open_workbook(b, path, false);
+        }
+        if (path.empty() || path.front() != '/')
+            return refused("リンク先のブック「" + path + "」の場所が分かりません。");
+        const std::string target = "file://" + path;
+        if (!links) links.emplace(b);
+        int index = links->index(target, t.sheet);
+        if (!t.last_sheet.empty()) links->index(target, t.last_sheet);
+        // The values the formula uses, kept in the link for a reader that does not open the
+        // other workbook (a single sheet's cells only, and not whole columns).
+        xl::Worksheet* ws = source && t.last_sheet.empty() ? source->worksheet(t.sheet) : nullptr;
+        const xl::Area& a = t.area;
+        if (ws && t.kind == xl::TokenKind::Reference &&
+            std::int64_t{a.last_row - a.first_row + 1} * (a.last_col - a.first_col + 1) <= 10000) {
+            ws->for_each_cell(a, [&](xl::CellRef c) {
+                if (auto v = link_value(ws->cell_value(c), b.date1904()))
+                    links->add_cell(target, t.sheet, c.row, c.col, v->first, v->second);
+            });
+        }
+        t.book = "[" + std::to_string(index) + "]";
+        t.quoted = sheet_ref_text(SheetRef{t.book, t.sheet, t.last_sheet, false}).front() == '\'';
+        changed = true;
+    }
+    if (!changed) return std::string(formula);
+    auto ct = b.content_types();
+    if (!ct) return ct.error();
+    if (auto r = links->write(**ct); !r) return r.error();
+    return (formula.substr(0, 1) == "=" ? "=" : "") + xl::formula_from_tokens(tokens);
+}
+
+}  // namespace sheaflow::xl::native

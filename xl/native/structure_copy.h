@@ -51,5 +51,10 @@ private:
 // `dest`; the first name the source lacks is the error.
 Result<void> merge_named_styles(Book& source, Book& dest, const std::vector<std::string>& names);
 std::vector<std::string> named_styles(Book& book);
+// A formula typed with references to other workbooks by their path ("='/data/[Book.xlsx]Sheet1'!A1",
+// or "[Book.xlsx]Sheet1!A1" for a workbook open in the application) as the workbook stores it:
+// each such reference goes through a link of `b` ("[1]Sheet1!A1"), made when missing. The link
+// keeps the values of the cells referred to when that workbook is open in the application.
+Result<std::string> link_external_references(Book& b, std::string_view formula);
 
 }  // namespace sheaflow::xl::native
