@@ -143,6 +143,17 @@ Field three_way(const char* key, const char* caption) {
                   "keep");
 }
 
+// The cells whose values are added up across the targets, and the workbook the sums go to.
+Field sum_cells() {
+    return cell_address("cells", "加算するセル（例 B3、B3:D5、Sheet2!B3、カンマで区切って複数）");
+}
+std::vector<Field> sum_book() {
+    return {sum_cells(), output_folder(-1),
+            text("file_name", "登録するファイル名（空欄のディレクトリは最初のブックと同じ）",
+                 "値の加算.xlsx"),
+            overwrite()};
+}
+
 Field sheet_target(bool with_all) {
     std::vector<Choice> c = {{"active", "アクティブシート"}, {"position", "シート位置"}};
     if (with_all) c.push_back({"all", "すべてのシート"});
@@ -946,9 +957,9 @@ const std::vector<Entry>& table() {
                   switch3("autosize", "サイズを自動調整する")}})},
         {C, "コメントの文字書式設定", "", {"Cell_Comment_Font"}, fields({range4(), font_fields()})},
         {C, S, ""},
-        {C, "値の加算_画面表示", "", {"Cell_Sum_Display"}},
-        {C, "値の加算_EXCEL登録", "", {"Cell_Sum_Excel"}},
-        {C, "値の加算_リンク登録", "", {"Cell_Sum_Link"}},
+        {C, "値の加算_画面表示", "", {"Cell_Sum_Display"}, {sum_cells()}},
+        {C, "値の加算_EXCEL登録", "", {"Cell_Sum_Excel"}, sum_book()},
+        {C, "値の加算_リンク登録", "", {"Cell_Sum_Link"}, sum_book()},
         {C,
          "セルの値でハイパーリンク作成",
          "",
@@ -1138,10 +1149,19 @@ const std::vector<Entry>& table() {
                   check("full_space", "全角の空白も対象にする", "1"),
                   hist("chars", "削除する文字", 0), output_choice()}})},
         {C, S, ""},
-        {C, "計算式一覧", "", {"Cell_Formula_List"}},
-        {C, "結合セル一覧", "", {"Cell_Merge_List"}},
-        {C, "計算式解析", "", {"Cell_Formula_Kaiseki"}},
-        {C, "計算式で影響するセル一覧", "", {"Cell_Formula_Precedents"}},
+        {C, "計算式一覧", "", {"Cell_Formula_List"}, range4()},
+        {C, "結合セル一覧", "", {"Cell_Merge_List"}, range4()},
+        {C, "計算式解析", "", {"Cell_Formula_Kaiseki"}, range4()},
+        {C,
+         "計算式で影響するセル一覧",
+         "",
+         {"Cell_Formula_Precedents"},
+         {cell_address("address", "調べるセル（例 B3、B3:D5、Sheet2!B3）"),
+          option("direction", "調べる向き",
+                 {{"precedents", "このセルの式が参照するセル"},
+                  {"dependents", "このセルを参照する式のセル"}},
+                 "dependents"),
+          check("all_levels", "間接的に影響するセルも含める", "1")}},
 
         // すべてのシート_セル
         {AC,
