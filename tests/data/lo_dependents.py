@@ -9,8 +9,7 @@ usage: lo_dependents.py OUT.xlsx
 """
 import sys
 
-from lo_dump import props, url
-from lo_shift_compare import start_office
+from lo_dump import lo_session, props, url
 
 # (sheet, cell, content): numbers are inputs, texts starting with "=" formulas (Excel syntax).
 CELLS = [
@@ -41,10 +40,12 @@ def formula_values(doc):
 
 def main(args):
     out = args[0]
-    proc, desktop = start_office()
-    if desktop is None:
-        print('!! soffice did not answer')
+    try:
+        office = lo_session.Office()
+    except lo_session.StartError as e:
+        print('!! soffice did not answer: %s' % e)
         return 2
+    desktop = office.desktop
     try:
         doc = desktop.loadComponentFromURL('private:factory/scalc', '_blank', 0,
                                            props(Hidden=True))
@@ -86,14 +87,7 @@ def main(args):
                 return 2
         doc.close(True)
     finally:
-        try:
-            desktop.terminate()
-        except Exception:
-            pass
-        try:
-            proc.wait(timeout=30)
-        except Exception:
-            proc.kill()
+        office.close()
     return 0
 
 
