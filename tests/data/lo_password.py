@@ -4,38 +4,18 @@
 
 usage: lo_password.py FILE PASSWORD
 """
-import os
-import subprocess
 import sys
-import tempfile
-import time
 
-import uno
-
-from lo_dump import props, url
+from lo_dump import lo_session, props, url
 
 
 def main(path, password):
-    profile = tempfile.mkdtemp(prefix='lo-password-')
-    pipe = 'lopw%d' % os.getpid()
-    proc = subprocess.Popen(
-        ['soffice', '--headless', '--invisible', '--nologo', '--norestore', '--nodefault',
-         '-env:UserInstallation=' + url(profile),
-         '--accept=pipe,name=%s;urp;StarOffice.ComponentContext' % pipe],
-        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    local = uno.getComponentContext()
-    resolver = local.ServiceManager.createInstanceWithContext(
-        'com.sun.star.bridge.UnoUrlResolver', local)
-    for _ in range(1200):
-        try:
-            ctx = resolver.resolve('uno:pipe,name=%s;urp;StarOffice.ComponentContext' % pipe)
-            break
-        except Exception:
-            time.sleep(0.05)
-    else:
-        print('!! soffice did not answer')
+    try:
+        office = lo_session.Office()
+    except lo_session.StartError as e:
+        print('!! soffice did not answer: %s' % e)
         return 2
-    desktop = ctx.ServiceManager.createInstanceWithContext('com.sun.star.frame.Desktop', ctx)
+    desktop = office.desktop
     try:
         for label, extra in (('with', {'Password': password}), ('without', {})):
             doc = None
@@ -52,14 +32,7 @@ def main(path, password):
                 if doc is not None:
                     doc.close(True)
     finally:
-        try:
-            desktop.terminate()
-        except Exception:
-            pass
-        try:
-            proc.wait(timeout=30)
-        except subprocess.TimeoutExpired:
-            proc.kill()
+        office.close()
     sys.stdout.flush()
     return 0
 

@@ -6,27 +6,9 @@ the password given, and a last line "book\t<structure protected 0|1>\t<unprotect
 
 usage: lo_protection.py FILE PASSWORD
 """
-import os
-import subprocess
 import sys
-import tempfile
-import time
 
-import uno
-from com.sun.star.beans import PropertyValue
-
-
-def props(**kw):
-    out = []
-    for k, v in kw.items():
-        p = PropertyValue()
-        p.Name, p.Value = k, v
-        out.append(p)
-    return tuple(out)
-
-
-def url(path):
-    return uno.systemPathToFileUrl(os.path.abspath(path))
+from lo_dump import lo_session, props, url
 
 
 def edit_refused(sheet):
@@ -55,26 +37,12 @@ def unprotect(target, password):
 
 
 def main(path, password):
-    profile = tempfile.mkdtemp(prefix='lo-protect-')
-    pipe = 'loprot%d' % os.getpid()
-    proc = subprocess.Popen(
-        ['soffice', '--headless', '--invisible', '--nologo', '--norestore', '--nodefault',
-         '-env:UserInstallation=' + url(profile),
-         '--accept=pipe,name=%s;urp;StarOffice.ComponentContext' % pipe],
-        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    local = uno.getComponentContext()
-    resolver = local.ServiceManager.createInstanceWithContext(
-        'com.sun.star.bridge.UnoUrlResolver', local)
-    for _ in range(1200):
-        try:
-            ctx = resolver.resolve('uno:pipe,name=%s;urp;StarOffice.ComponentContext' % pipe)
-            break
-        except Exception:
-            time.sleep(0.05)
-    else:
-        print('!! soffice did not answer')
+    try:
+        office = lo_session.Office()
+    except lo_session.StartError as e:
+        print('!! soffice did not answer: %s' % e)
         return 2
-    desktop = ctx.ServiceManager.createInstanceWithContext('com.sun.star.frame.Desktop', ctx)
+    desktop = office.desktop
     doc = None
     try:
         doc = desktop.loadComponentFromURL(url(path), '_blank', 0,
@@ -97,14 +65,7 @@ def main(path, password):
     finally:
         if doc is not None:
             doc.close(True)
-        try:
-            desktop.terminate()
-        except Exception:
-            pass
-        try:
-            proc.wait(timeout=30)
-        except subprocess.TimeoutExpired:
-            proc.kill()
+        office.close()
     sys.stdout.flush()
     return 0
 

@@ -1,5 +1,6 @@
 #include "xl/native/formula.h"
 
+#include "xl/native/formula_tokens.h"
 #include "xl/xl.h"
 
 namespace sheaflow::xl::native::formula {
@@ -16,64 +17,6 @@ bool is_word_char(unsigned char c) {
 
 bool is_alpha(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
-// A parsed part of a reference: "$A$1", "A", "$5".
-struct RefPart {
-    bool col_abs = false, row_abs = false;
-    std::int32_t col = 0, row = 0;  // 0 when absent
-};
-
-// Parses a whole word as a cell reference ($A$1), a column (A or $A) or a row (1 or $1).
-bool parse_ref_part(std::string_view w, RefPart& p) {
-    std::size_t i = 0;
-    if (i < w.size() && w[i] == '$') {
-        p.col_abs = true;
-        ++i;
-    }
-    std::size_t letters_begin = i;
-    while (i < w.size() && is_alpha(w[i])) ++i;
-    std::string_view letters = w.substr(letters_begin, i - letters_begin);
-    if (letters.empty() && p.col_abs) {
-        // "$5": an absolute row on its own.
-        p.col_abs = false;
-        p.row_abs = true;
-    }
-    if (!letters.empty()) {
-        if (letters.size() > 3) return false;
-        p.col = column_number(letters);
-        if (p.col == 0) return false;
-    }
-    if (i < w.size() && w[i] == '$') {
-        if (letters.empty()) return false;
-        p.row_abs = true;
-        ++i;
-    }
-    std::size_t digits_begin = i;
-    while (i < w.size() && is_digit(w[i])) ++i;
-    if (i != w.size()) return false;
-    std::string_view digits = w.substr(digits_begin);
-    if (!digits.empty()) {
-        if (digits.size() > 7 || digits[0] == '0') return false;
-        p.row = 0;
-        for (char c : digits) p.row = p.row * 10 + (c - '0');
-        if (p.row < 1 || p.row > kMaxRows) return false;
-    }
-    if (p.row_abs && digits.empty()) return false;
-    return p.col != 0 || p.row != 0;
-}
-
-std::string write_part(const RefPart& p) {
-    std::string s;
-    if (p.col) {
-        if (p.col_abs) s += '$';
-        s += column_letters(p.col);
-    }
-    if (p.row) {
-        if (p.row_abs) s += '$';
-        s += std::to_string(p.row);
-    }
-    return s;
-}
 
 // Moves a part; false when it leaves the grid.
 bool move_part(RefPart& p, std::int32_t rows, std::int32_t cols) {
@@ -175,7 +118,7 @@ std::string shift(std::string_view f, std::int32_t rows, std::int32_t cols) {
         if (a.col && a.row) {
             // A cell reference.
             if (move_part(a, rows, cols))
-                out += write_part(a);
+                out += ref_part_text(a);
             else
                 out += "#REF!";
             i = j;
@@ -188,7 +131,7 @@ std::string shift(std::string_view f, std::int32_t rows, std::int32_t cols) {
         if (next == ':' && parse_ref_part(f.substr(j + 1, k - j - 1), b) &&
             ((a.col && !a.row && b.col && !b.row) || (a.row && !a.col && b.row && !b.col))) {
             if (move_part(a, rows, cols) && move_part(b, rows, cols))
-                out += write_part(a) + ":" + write_part(b);
+                out += ref_part_text(a) + ":" + ref_part_text(b);
             else
                 out += "#REF!";
             i = k;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "xl/native/formula_tokens.h"
 #include "xl/native/sheet_names.h"
 
 namespace sheaflow::xl::native {
@@ -170,62 +171,6 @@ bool is_word_char(char ch) {
 bool is_alpha(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
-// One end of a reference: "$A$1", "A" or "$5".
-struct RefPart {
-    bool col_abs = false, row_abs = false;
-    std::int32_t col = 0, row = 0;  // 0 when absent
-};
-
-bool parse_part(std::string_view w, RefPart& p) {
-    p = {};
-    std::size_t i = 0;
-    if (i < w.size() && w[i] == '$') {
-        p.col_abs = true;
-        ++i;
-    }
-    std::size_t letters_begin = i;
-    while (i < w.size() && is_alpha(w[i])) ++i;
-    std::string_view letters = w.substr(letters_begin, i - letters_begin);
-    if (letters.empty() && p.col_abs) {
-        p.col_abs = false;
-        p.row_abs = true;
-    }
-    if (!letters.empty()) {
-        if (letters.size() > 3) return false;
-        p.col = column_number(letters);
-        if (p.col == 0) return false;
-    }
-    if (i < w.size() && w[i] == '$') {
-        if (letters.empty()) return false;
-        p.row_abs = true;
-        ++i;
-    }
-    std::size_t digits_begin = i;
-    while (i < w.size() && is_digit(w[i])) ++i;
-    if (i != w.size()) return false;
-    std::string_view digits = w.substr(digits_begin);
-    if (!digits.empty()) {
-        if (digits.size() > 7 || digits[0] == '0') return false;
-        for (char c : digits) p.row = p.row * 10 + (c - '0');
-        if (p.row > kMaxRows) return false;
-    }
-    if (p.row_abs && digits.empty()) return false;
-    return p.col != 0 || p.row != 0;
-}
-
-std::string part_text(const RefPart& p) {
-    std::string s;
-    if (p.col) {
-        if (p.col_abs) s += '$';
-        s += column_letters(p.col);
-    }
-    if (p.row) {
-        if (p.row_abs) s += '$';
-        s += std::to_string(p.row);
-    }
-    return s;
-}
-
 std::size_t word_end(std::string_view f, std::size_t i) {
     while (i < f.size() && is_word_char(f[i])) ++i;
     return i;
@@ -388,14 +333,14 @@ private:
             return;
         }
         RefPart a, b;
-        if (end == i_ || !parse_part(f_.substr(i_, end - i_), a)) {
+        if (end == i_ || !parse_ref_part(f_.substr(i_, end - i_), a)) {
             copy_to(end);
             return;
         }
         if (end + 1 < f_.size() && f_[end] == ':') {
             std::size_t end2 = word_end(f_, end + 1);
             bool followed = end2 < f_.size() && (f_[end2] == '(' || f_[end2] == '!');
-            if (!followed && parse_part(f_.substr(end + 1, end2 - end - 1), b) &&
+            if (!followed && parse_ref_part(f_.substr(end + 1, end2 - end - 1), b) &&
                 ((a.col && a.row && b.col && b.row) || (a.col && !a.row && b.col && !b.row) ||
                  (a.row && !a.col && b.row && !b.col))) {
                 i_ = end2;
@@ -415,7 +360,7 @@ private:
         std::int32_t& v = axis_ == Axis::Rows ? a.row : a.col;
         const std::int32_t cross = axis_ == Axis::Rows ? a.col : a.row;
         if (!map_.moves(cross, cross)) {
-            out_ += part_text(a);
+            out_ += ref_part_text(a);
             return;
         }
         auto moved = map_.line(v);
@@ -425,7 +370,7 @@ private:
             return;
         }
         v = *moved;
-        out_ += part_text(a);
+        out_ += ref_part_text(a);
     }
 
     // Range.Cut: a reference wholly inside the block moves with it; one wholly inside the
@@ -468,7 +413,7 @@ private:
                 }
             }
         }
-        out_ += range ? part_text(a) + ":" + part_text(b) : part_text(a);
+        out_ += range ? ref_part_text(a) + ":" + ref_part_text(b) : ref_part_text(a);
     }
 
     void emit_range(RefPart a, RefPart b, std::size_t prefix_at) {
@@ -494,7 +439,7 @@ private:
             va = swapped ? s->last : s->first;
             vb = swapped ? s->first : s->last;
         }
-        out_ += part_text(a) + ":" + part_text(b);
+        out_ += ref_part_text(a) + ":" + ref_part_text(b);
     }
 
     std::string_view f_;
