@@ -21,19 +21,9 @@ constexpr const char* kSkipBlanks = "skip_blanks";
 
 enum class Unit { Cells, Rows, Columns };
 
-std::string clean(std::string_view t) {
-    return text::replace_all(text::upper(text::narrow(text::trim(t))), "$", "");
-}
-
 // The source range of the pane.
 std::optional<xl::Area> source_area(const shell::Params& p, Unit unit) {
-    if (unit == Unit::Cells) {
-        std::string t = clean(p.text(kRange));
-        if (t.empty() || t.find_first_of("0123456789") == std::string::npos) return std::nullopt;
-        auto a = xl::parse_address(t);
-        if (!a || a->first_row > a->last_row || a->first_col > a->last_col) return std::nullopt;
-        return a;
-    }
+    if (unit == Unit::Cells) return edit::pane_range(p.text(kRange));
     xl::Axis axis = unit == Unit::Rows ? xl::Axis::Rows : xl::Axis::Columns;
     auto span = lines::parse_lines(axis, p.text(kRange));
     if (!span) return std::nullopt;
@@ -43,13 +33,7 @@ std::optional<xl::Area> source_area(const shell::Params& p, Unit unit) {
 
 // The top-left cell of the paste.
 std::optional<xl::CellRef> dest_cell(const shell::Params& p, Unit unit) {
-    if (unit == Unit::Cells) {
-        auto a = xl::parse_address(clean(p.text(kDest)));
-        if (!a || a->first_row != a->last_row || a->first_col != a->last_col ||
-            clean(p.text(kDest)).find_first_of("0123456789") == std::string::npos)
-            return std::nullopt;
-        return xl::CellRef{a->first_row, a->first_col};
-    }
+    if (unit == Unit::Cells) return edit::pane_cell(p.text(kDest));
     xl::Axis axis = unit == Unit::Rows ? xl::Axis::Rows : xl::Axis::Columns;
     auto span = lines::parse_lines(axis, p.text(kDest));
     if (!span || span->first != span->last) return std::nullopt;

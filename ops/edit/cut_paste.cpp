@@ -14,18 +14,6 @@ constexpr const char* kSheet = "sheet";
 constexpr const char* kRange = "range";
 constexpr const char* kDest = "dest";
 
-std::string clean(std::string_view t) {
-    return text::replace_all(text::upper(text::narrow(text::trim(t))), "$", "");
-}
-
-std::optional<xl::Area> cell_range(std::string_view t) {
-    std::string c = clean(t);
-    if (c.empty() || c.find_first_of("0123456789") == std::string::npos) return std::nullopt;
-    auto a = xl::parse_address(c);
-    if (!a || a->first_row > a->last_row || a->first_col > a->last_col) return std::nullopt;
-    return a;
-}
-
 xl::Worksheet* sheet_of(run::Session& s) {
     xl::Workbook* b = s.book();
     if (!b) return nullptr;
@@ -36,9 +24,9 @@ xl::Worksheet* sheet_of(run::Session& s) {
 }
 
 std::string Check_編集_切取り貼付_セル(const shell::Params& p, std::string_view) {
-    auto from = cell_range(p.text(kRange));
+    auto from = edit::pane_range(p.text(kRange));
     if (!from) return "切り取るセル範囲の指定が不正です。";
-    auto to = cell_range(p.text(kDest));
+    auto to = edit::pane_range(p.text(kDest));
     if (!to || to->first_row != to->last_row || to->first_col != to->last_col)
         return "貼り付け先のセルの指定が不正です。";
     if (to->first_row + (from->last_row - from->first_row) > 1048576 ||
@@ -50,8 +38,8 @@ std::string Check_編集_切取り貼付_セル(const shell::Params& p, std::str
 Result<void> Excel_編集_切取り貼付_セル(run::Session& s) {
     xl::Worksheet* ws = sheet_of(s);
     if (!ws) return {};
-    xl::Area from = *cell_range(s.params.text(kRange));
-    xl::Area to = *cell_range(s.params.text(kDest));
+    xl::Area from = *edit::pane_range(s.params.text(kRange));
+    xl::Area to = *edit::pane_range(s.params.text(kDest));
     if (auto r = ws->cut_cells(from, {to.first_row, to.first_col}); !r)
         edit::log_failure(s, r.error(), ws);
     return {};

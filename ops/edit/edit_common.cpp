@@ -50,6 +50,20 @@ xl::Worksheet* named_or_active(xl::Workbook& b, const std::string& name) {
     return b.worksheet(text::trim(name));
 }
 
+std::optional<xl::Area> pane_range(std::string_view t) {
+    std::string c = text::replace_all(text::upper(text::narrow(text::trim(t))), "$", "");
+    if (c.empty() || c.find_first_of("0123456789") == std::string::npos) return std::nullopt;
+    auto a = xl::parse_address(c);
+    if (!a || a->first_row > a->last_row || a->first_col > a->last_col) return std::nullopt;
+    return a;
+}
+
+std::optional<xl::CellRef> pane_cell(std::string_view t) {
+    auto a = pane_range(t);
+    if (!a || a->first_row != a->last_row || a->first_col != a->last_col) return std::nullopt;
+    return xl::CellRef{a->first_row, a->first_col};
+}
+
 long pane_count(std::string_view t, long max) {
     std::string n = text::narrow(text::trim(t));
     if (!text::is_digits(n) || n.size() > 9) return 0;

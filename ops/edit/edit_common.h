@@ -3,6 +3,7 @@
 // opens before each target (and the close step closes with it), a sheet looked up by name or the
 // active one, and a failure of the engine logged with the sheet's name.
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -34,6 +35,10 @@ xl::Workbook* source_book(run::Session& s);
 // The sheet named in the pane (`key`), or the workbook's active sheet when the box is empty;
 // nullptr when the workbook has no such worksheet.
 xl::Worksheet* named_or_active(xl::Workbook& b, const std::string& name);
+// A range typed in a pane ("B2:D5", "$b$2", full-width too); nullopt when it is no cell range.
+std::optional<xl::Area> pane_range(std::string_view text);
+// A single cell typed in a pane; nullopt when it is none.
+std::optional<xl::CellRef> pane_cell(std::string_view text);
 // A whole number typed in a pane (full-width digits too) in 1..max; 0 when it is not one.
 long pane_count(std::string_view text, long max);
 // Logs an engine failure as a line of the run error text, with the sheet's name when given.

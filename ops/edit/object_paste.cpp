@@ -20,14 +20,11 @@ constexpr const char* kDest = "dest";
 // The top-left cell the pane gives for the pasted objects; nullopt (their own place) when the
 // box is empty, and an error when it holds no single cell.
 Result<std::optional<xl::CellRef>> dest_cell(const shell::Params& p) {
-    std::string t =
-        text::replace_all(text::upper(text::narrow(text::trim(p.text(kDest)))), "$", "");
-    if (t.empty()) return std::optional<xl::CellRef>();
-    auto a = xl::parse_address(t);
-    if (!a || a->first_row != a->last_row || a->first_col != a->last_col ||
-        t.find_first_of("0123456789") == std::string::npos)
-        return Error::failed("貼り付け先のセルの指定が不正です。");
-    return std::optional<xl::CellRef>(xl::CellRef{a->first_row, a->first_col});
+    if (text::replace_all(text::trim(p.text(kDest)), "$", "").empty())
+        return std::optional<xl::CellRef>();
+    auto cell = edit::pane_cell(p.text(kDest));
+    if (!cell) return Error::failed("貼り付け先のセルの指定が不正です。");
+    return cell;
 }
 
 std::string check_names(const shell::Params& p) {

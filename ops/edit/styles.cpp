@@ -52,24 +52,12 @@ constexpr const char* kRange = "range";
 constexpr const char* kDestSheet = "dest_sheet";
 constexpr const char* kDest = "dest";
 
-std::string clean(std::string_view t) {
-    return text::replace_all(text::upper(text::narrow(text::trim(t))), "$", "");
-}
-
-std::optional<xl::Area> range_of(std::string_view t) {
-    std::string c = clean(t);
-    if (c.empty() || c.find_first_of("0123456789") == std::string::npos) return std::nullopt;
-    auto a = xl::parse_address(c);
-    if (!a || a->first_row > a->last_row || a->first_col > a->last_col) return std::nullopt;
-    return a;
-}
-
 std::string Check_編集_コピー貼付_条件付き書式(const shell::Params& p, std::string_view) {
     if (p.option(kSource) == "file")
         if (std::string m = edit::check_source_file(p); !m.empty()) return m;
-    auto from = range_of(p.text(kRange));
+    auto from = edit::pane_range(p.text(kRange));
     if (!from) return "コピー元のセル範囲の指定が不正です。";
-    auto to = range_of(p.text(kDest));
+    auto to = edit::pane_range(p.text(kDest));
     if (!to || to->first_row != to->last_row || to->first_col != to->last_col)
         return "貼り付け先のセルの指定が不正です。";
     if (to->first_row + (from->last_row - from->first_row) > 1048576 ||
@@ -100,8 +88,8 @@ Result<void> Excel_編集_コピー貼付_条件付き書式(run::Session& s) {
         s.update_error_text("貼り付け先のシート「" + text::trim(dst_name) + "」がありません。");
         return {};
     }
-    xl::Area from = *range_of(s.params.text(kRange));
-    xl::Area to = *range_of(s.params.text(kDest));
+    xl::Area from = *edit::pane_range(s.params.text(kRange));
+    xl::Area to = *edit::pane_range(s.params.text(kDest));
     if (auto r = dst->paste_conditional_formats(*src, from, {to.first_row, to.first_col}); !r)
         edit::log_failure(s, r.error(), dst);
     return {};
