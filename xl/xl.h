@@ -920,6 +920,15 @@ public:
         (void)password;
         return Error::failed("保護を解除できないブックです。");
     }
+    // Workbook.WritePassword: the password to modify (<fileSharing> of the workbook part).
+    virtual bool has_modify_password() { return false; }
+    // Sets, changes or removes ("") the password to modify. Refused (Error::Code::Refused) when
+    // the workbook has one and `old_password` is not it.
+    virtual Result<void> change_modify_password(const std::string& old_password,
+                                                const std::string& password) {
+        (void)old_password, (void)password;
+        return Error::failed("書き込みパスワードを設定できないブックです。");
+    }
 
     // ---- Options and sharing (xl/native/book_options.cpp) ----
     virtual BookOptions options() { return {}; }

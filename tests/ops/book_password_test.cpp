@@ -5,6 +5,8 @@
 #include "book_helpers.h"
 #include "xl/native/compound_file.h"
 #include "xl/native/encryption.h"
+#include "xl/native/package.h"
+#include "xl/native/password_hash.h"
 #include "xl/structure_helpers.h"
 
 namespace sheaflow::test {
@@ -25,6 +27,42 @@ protected:
         auto book = app->workbooks().open(file.string(), true);
         if (!book) return "(" + book.error().message + ")";
         return (*book)->worksheet(1)->cell_text({1, 1});
+    }
+    static std::string workbook_xml(const fs::path& file) {
+        return testing::part_of(file.string(), "xl/workbook.xml");
+    }
+    // Puts `element` into xl/workbook.xml right after <fileVersion> or the root's start.
+    static void insert_into_workbook(const fs::path& file, const std::string& element) {
+        auto pkg = xl::native::Package::open_file(file.string());
+        ASSERT_TRUE(pkg.has_value());
+        std::string xml = *(*pkg)->read("xl/workbook.xml");
+        std::size_t at = xml.find("<sheets");
+        ASSERT_NE(at, std::string::npos);
+        xml.insert(at, element);
+        (*pkg)->write("xl/workbook.xml", xml);
+        ASSERT_TRUE((*pkg)->save(file.string()).has_value());
+    }
+    // Whether the attributes of the element named `tag` in `xml` carry the hash of `password`
+    // as the application writes it (attribute names after `prefix`, "" or "workbook").
+    static bool hash_opens(const std::string& xml, const std::string& tag, const std::string& prefix,
+                           const std::string& password) {
+        std::size_t start = xml.find("<" + tag);
+        if (start == std::string::npos) return false;
+        std::string e = xml.substr(start, xml.find('>', start) - start);
+        auto attr = [&](std::string name) {
+            if (!prefix.empty()) name = prefix + char(std::toupper(name[0])) + name.substr(1);
+            std::size_t at = e.find(" " + name + "=\"");
+            if (at == std::string::npos) return std::string();
+            at += name.size() + 3;
+            return e.substr(at, e.find('"', at) - at);
+        };
+        xl::native::PasswordHash h;
+        h.algorithm = attr("algorithmName");
+        h.hash = attr("hashValue");
+        h.salt = attr("saltValue");
+        h.spin_count = static_cast<std::uint32_t>(std::stoul("0" + attr("spinCount")));
+        return h.algorithm == "SHA-512" && h.spin_count == 100000 &&
+               xl::native::verify_password(h, password);
     }
 };
 
@@ -96,6 +134,115 @@ TEST_F(BookPasswordTest, PasswordsPerFileFromAListFile) {
               "現在のパスワードと新しいパスワードが同じです。");
 }
 
+TEST_F(BookPasswordTest, SetChangeAndRemoveThePasswordToModify) {
+    add_made("a.xlsx", {{"S", {"1"}}});
+    const fs::path a = in() / "a.xlsx";
+    auto out = run(kFile, "パスワード変更１", {{"new_modify", "書込1"}});
+    ASSERT_TRUE(out.checked) << out.check_message;
+    EXPECT_EQ(out.error_text, "");
+    std::string xml = workbook_xml(a);
+    EXPECT_TRUE(hash_opens(xml, "fileSharing", "", "書込1")) << xml;
+    EXPECT_FALSE(hash_opens(xml, "fileSharing", "", "書込2"));
+    // Before <workbookPr>, where the schema puts it.
+    EXPECT_LT(xml.find("<fileSharing"), xml.find("<workbookPr"));
+    EXPECT_EQ(read_bytes(a).substr(0, 2), "PK");
+
+    // A wrong current password: an error line, the file as it was; also when the password to
+    // open would have changed with it.
+    const std::string before = read_bytes(a);
+    out = run(kFile, "パスワード変更１",
+              {{"old_modify", "違う"}, {"new_modify", "書込2"}, {"new_open", "開く"}});
+    EXPECT_NE(out.error_text.find("書き込みパスワードが正しくありません"), std::string::npos)
+        << out.error_text;
+    EXPECT_EQ(read_bytes(a), before);
+
+    out = run(kFile, "パスワード変更１", {{"old_modify", "書込1"}, {"new_modify", "書込2"}});
+    EXPECT_EQ(out.error_text, "");
+    EXPECT_TRUE(hash_opens(workbook_xml(a), "fileSharing", "", "書込2"));
+    out = run(kFile, "パスワード変更１", {{"old_modify", "書込2"}});
+    EXPECT_EQ(out.error_text, "");
+    EXPECT_EQ(workbook_xml(a).find("fileSharing"), std::string::npos);
+}
+
+TEST_F(BookPasswordTest, OlderPasswordsToModifyAndWhatTheElementKeeps) {
+    // reservationPassword is the 16-bit hash: "CBEB" for "test". The recommendation to open
+    // read-only and the user name stay when the password goes.
+    add_made("a.xlsx", {{"S", {"1"}}});
+    const fs::path a = in() / "a.xlsx";
+    insert_into_workbook(
+        a, "<fileSharing readOnlyRecommended=\"1\" userName=\"山田\" reservationPassword=\"CBEB\"/>");
+    EXPECT_NE(run(kFile, "パスワード変更１", {{"old_modify", "tesT"}}).error_text.find("正しくありません"),
+              std::string::npos);
+    EXPECT_EQ(run(kFile, "パスワード変更１", {{"old_modify", "test"}}).error_text, "");
+    std::string xml = workbook_xml(a);
+    EXPECT_NE(xml.find("<fileSharing readOnlyRecommended=\"1\" userName=\"山田\"/>"),
+              std::string::npos)
+        << xml;
+    EXPECT_EQ(run(kFile, "パスワード変更１", {{"new_modify", "新"}}).error_text, "");
+    xml = workbook_xml(a);
+    EXPECT_TRUE(hash_opens(xml, "fileSharing", "", "新")) << xml;
+    EXPECT_NE(xml.find("readOnlyRecommended=\"1\""), std::string::npos);
+}
+
+TEST_F(BookPasswordTest, ThePasswordOfTheWorkbookProtection) {
+    add_made("a.xlsx", {{"S", {"1"}}});
+    const fs::path a = in() / "a.xlsx";
+    // Unprotected: the new password protects the structure.
+    EXPECT_EQ(run(kFile, "パスワード変更１", {{"new_book", "構成1"}}).error_text, "");
+    std::string xml = workbook_xml(a);
+    EXPECT_TRUE(hash_opens(xml, "workbookProtection", "workbook", "構成1")) << xml;
+    EXPECT_NE(xml.find("lockStructure=\"1\""), std::string::npos);
+
+    const std::string before = read_bytes(a);
+    auto out = run(kFile, "パスワード変更１", {{"old_book", "x"}, {"new_book", "構成2"}});
+    EXPECT_NE(out.error_text.find("ブック保護のパスワードが正しくありません"), std::string::npos)
+        << out.error_text;
+    EXPECT_EQ(read_bytes(a), before);
+
+    // A protection of the windows too keeps both under the new password.
+    auto pkg_xml = text::replace_all(xml, "lockStructure=\"1\"", "lockStructure=\"1\" lockWindows=\"1\"");
+    {
+        auto pkg = xl::native::Package::open_file(a.string());
+        ASSERT_TRUE(pkg.has_value());
+        (*pkg)->write("xl/workbook.xml", pkg_xml);
+        ASSERT_TRUE((*pkg)->save(a.string()).has_value());
+    }
+    EXPECT_EQ(run(kFile, "パスワード変更１", {{"old_book", "構成1"}, {"new_book", "構成2"}}).error_text,
+              "");
+    xml = workbook_xml(a);
+    EXPECT_TRUE(hash_opens(xml, "workbookProtection", "workbook", "構成2")) << xml;
+    EXPECT_NE(xml.find("lockWindows=\"1\""), std::string::npos);
+    // No new password: unprotected.
+    EXPECT_EQ(run(kFile, "パスワード変更１", {{"old_book", "構成2"}}).error_text, "");
+    EXPECT_EQ(workbook_xml(a).find("workbookProtection"), std::string::npos);
+}
+
+TEST_F(BookPasswordTest, AllThreePasswordsFromTheListFile) {
+    add_made("a.xlsx", {{"S", {"1"}}});
+    add_made("b.xlsx", {{"S", {"2"}}});
+    fs::path list = dir_ / "list.csv";
+    std::ofstream(list) << "a.xlsx,,開,,書\nb.xlsx,,,,書b,,保b\n";
+    auto out = run(kFile, "パスワード変更２", {{"list", list.string()}});
+    ASSERT_TRUE(out.checked) << out.check_message;
+    EXPECT_EQ(out.error_text, "");
+    EXPECT_EQ(first_cell(in() / "a.xlsx", "開"), "1");
+    // The package inside the encryption carries the password to modify.
+    auto app = xl::native::create_application();
+    app->open_password = "開";
+    auto book = app->workbooks().open((in() / "a.xlsx").string(), true);
+    ASSERT_TRUE(book.has_value());
+    EXPECT_TRUE((*book)->has_modify_password());
+    const std::string b = workbook_xml(in() / "b.xlsx");
+    EXPECT_TRUE(hash_opens(b, "fileSharing", "", "書b")) << b;
+    EXPECT_TRUE(hash_opens(b, "workbookProtection", "workbook", "保b")) << b;
+
+    std::ofstream(list) << "a.xlsx,,開,,\n";
+    EXPECT_EQ(check(kFile, "パスワード変更２", {{"list", list.string()}}), "");
+    std::ofstream(list) << "a.xlsx,,開,書\n";
+    EXPECT_NE(check(kFile, "パスワード変更２", {{"list", list.string()}}).find("1 行目"),
+              std::string::npos);
+}
+
 TEST_F(BookPasswordTest, DamagedContainersAreRefusedCleanly) {
     add_made("a.xlsx", {{"S", {"1"}}});
     auto sealed = enc::encrypt(read_bytes(in() / "a.xlsx"), "pw");
@@ -125,19 +272,34 @@ TEST_F(BookPasswordTest, DamagedContainersAreRefusedCleanly) {
     }
 }
 
-TEST_F(BookPasswordTest, LibreOfficeOpensTheEngineEncryptionWithThePassword) {
-    if (!testing::office_available()) GTEST_SKIP() << "LibreOffice (soffice) is not installed";
-    add_made("a.xlsx", {{"S", {"42"}}});
-    ASSERT_EQ(run(kFile, "パスワード変更１", {{"new_open", "lo-pass"}}).error_text, "");
+// The answer of tests/data/lo_password.py for the given arguments.
+std::string ask_office(const std::string& args) {
     const std::string script = std::string(SHEAFLOW_TEST_DATA_DIR) + "/lo_password.py";
-    const std::string cmd = "/usr/bin/python3 '" + script + "' '" + (in() / "a.xlsx").string() +
-                            "' lo-pass 2>/dev/null";
+    const std::string cmd = "/usr/bin/python3 '" + script + "' " + args + " 2>/dev/null";
     FILE* p = ::popen(cmd.c_str(), "r");
-    ASSERT_NE(p, nullptr);
+    if (!p) return "(popen failed)";
     char buf[256] = {};
     std::string answer;
     while (std::fgets(buf, sizeof buf, p)) answer += buf;
     ::pclose(p);
+    return answer;
+}
+
+TEST_F(BookPasswordTest, LibreOfficeReadsThePasswordToModify) {
+    if (!testing::office_available()) GTEST_SKIP() << "LibreOffice (soffice) is not installed";
+    add_made("a.xlsx", {{"S", {"42"}}});
+    const std::string a = "'" + (in() / "a.xlsx").string() + "'";
+    EXPECT_EQ(ask_office("--modify " + a), "42, editable\n");
+    ASSERT_EQ(run(kFile, "パスワード変更１", {{"new_modify", "書込"}}).error_text, "");
+    // Headless LibreOffice asks for no password to modify: it opens the workbook read-only.
+    EXPECT_EQ(ask_office("--modify " + a), "42, read-only\n");
+}
+
+TEST_F(BookPasswordTest, LibreOfficeOpensTheEngineEncryptionWithThePassword) {
+    if (!testing::office_available()) GTEST_SKIP() << "LibreOffice (soffice) is not installed";
+    add_made("a.xlsx", {{"S", {"42"}}});
+    ASSERT_EQ(run(kFile, "パスワード変更１", {{"new_open", "lo-pass"}}).error_text, "");
+    const std::string answer = ask_office("'" + (in() / "a.xlsx").string() + "' lo-pass");
     // With the password the cell reads back; without it LibreOffice does not open the file.
     EXPECT_EQ(answer, "with: 42\nwithout: refused\n");
 }

@@ -266,6 +266,9 @@ public:
     BookProtection protection() override;
     Result<void> protect(const std::string& password, bool structure, bool windows) override;
     Result<void> unprotect(const std::string& password) override;
+    bool has_modify_password() override;
+    Result<void> change_modify_password(const std::string& old_password,
+                                        const std::string& password) override;
     // Options and sharing (xl/native/book_options.cpp).
     BookOptions options() override;
     Result<void> set_options(const BookOptionsChange& change) override;

@@ -63,8 +63,10 @@ Error wrong_password() {
 }
 
 // Whether `password` opens a protection element whose attributes carry the given prefix
-// ("" for sheets, "workbook" for the workbook's structure).
-bool password_matches(pugi::xml_node e, const std::string& prefix, const std::string& password) {
+// ("" for sheets and the password to modify, "workbook" for the workbook's structure);
+// `legacy_attr` holds the older 16-bit hash.
+bool password_matches(pugi::xml_node e, const std::string& prefix, const char* legacy_attr,
+                      const std::string& password) {
     auto attr = [&](const char* name) {
         std::string full = prefix.empty() ? std::string(name) : prefix + name;
         if (!prefix.empty()) full[prefix.size()] = static_cast<char>(std::toupper(name[0]));
@@ -78,7 +80,7 @@ bool password_matches(pugi::xml_node e, const std::string& prefix, const std::st
         stored.spin_count = attr("spinCount").as_uint(0);
         return verify_password(stored, password);
     }
-    pugi::xml_attribute legacy = e.attribute(prefix.empty() ? "password" : "workbookPassword");
+    pugi::xml_attribute legacy = e.attribute(legacy_attr);
     if (legacy && *legacy.value() && std::string_view(legacy.value()) != "0000") {
         std::string want = legacy.value();
         for (char& c : want) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
@@ -95,12 +97,11 @@ bool has_password(pugi::xml_node e, const char* hash_attr, const char* legacy_at
 
 // Writes the password's hash. A workbook the office program reads and writes for the engine
 // (.xls) can keep only the legacy 16-bit hash, so it gets that one.
-void write_hash(pugi::xml_node e, const std::string& prefix, const std::string& password,
-                bool legacy) {
+void write_hash(pugi::xml_node e, const std::string& prefix, const char* legacy_attr,
+                const std::string& password, bool legacy) {
     if (password.empty()) return;
     if (legacy) {
-        e.append_attribute(prefix.empty() ? "password" : "workbookPassword") =
-            legacy_password_hash(password).c_str();
+        e.append_attribute(legacy_attr) = legacy_password_hash(password).c_str();
         return;
     }
     PasswordHash h = hash_password(password);
@@ -157,7 +158,7 @@ Result<void> Sheet::protect(const std::string& password, const SheetPermissions&
                 after = n;
         p = after ? root.insert_child_after(name.c_str(), after) : root.prepend_child(name.c_str());
     }
-    write_hash(p, "", password, !book_.opened_through().empty());
+    write_hash(p, "", "password", password, !book_.opened_through().empty());
     p.append_attribute("sheet") = "1";
     for (const Flag& f : kFlags) {
         bool value = !(allow.*f.allow);
@@ -176,7 +177,7 @@ Result<void> Sheet::unprotect(const std::string& password) {
     if (auto r = xml::load(doc, *text, part_name_); !r) return r;
     pugi::xml_node p = xml::child(doc.root(), "sheetProtection");
     if (!p || !truthy(p.attribute("sheet"), false)) return {};
-    if (!password_matches(p, "", password)) return wrong_password();
+    if (!password_matches(p, "", "password", password)) return wrong_password();
     doc.root().remove_child(p);
     book_.set_saved(false);
     return structure::store_sheet_text(book_, *this, xml::save(doc));
@@ -211,7 +212,7 @@ Result<void> Book::protect(const std::string& password, bool structure, bool win
     } else {
         p = workbook_.insert_in_order("workbookProtection");
     }
-    write_hash(p, "workbook", password, !opened_through().empty());
+    write_hash(p, "workbook", "workbookPassword", password, !opened_through().empty());
     if (structure) p.append_attribute("lockStructure") = "1";
     if (windows) p.append_attribute("lockWindows") = "1";
     workbook_.mark_dirty();
@@ -224,7 +225,7 @@ Result<void> Book::unprotect(const std::string& password) {
     pugi::xml_node p = xml::child(root, "workbookProtection");
     BookProtection now = protection();
     if (!now.structure && !now.windows) return {};
-    if (!password_matches(p, "workbook", password)) return wrong_password();
+    if (!password_matches(p, "workbook", "workbookPassword", password)) return wrong_password();
     bool keeps_revisions = false;
     for (pugi::xml_attribute a = p.first_attribute(); a;) {
         pugi::xml_attribute next = a.next_attribute();
@@ -235,6 +236,39 @@ Result<void> Book::unprotect(const std::string& password) {
         a = next;
     }
     if (!keeps_revisions) root.remove_child(p);
+    workbook_.mark_dirty();
+    saved_ = false;
+    return {};
+}
+
+// The password to modify: <fileSharing> with the hash as the protection elements keep it (the
+// application's own), or the 16-bit reservationPassword of older files. readOnlyRecommended and
+// userName stay; the element goes when nothing else is left in it.
+bool Book::has_modify_password() {
+    pugi::xml_node f = xml::child(workbook_.root(), "fileSharing");
+    return f && has_password(f, "hashValue", "reservationPassword");
+}
+
+Result<void> Book::change_modify_password(const std::string& old_password,
+                                          const std::string& password) {
+    if (format_ != Format::Package && format_ != Format::New)
+        return Error::failed("この形式のブックには書き込みパスワードを設定できません。");
+    // The office program drops the password to modify when it writes an .xls: refused rather
+    // than lost.
+    if (!opened_through().empty())
+        return Error::make(Error::Code::Unsupported,
+                           "Excel 97-2003 形式（.xls）のブックの書き込みパスワードは変更できません。");
+    pugi::xml_node f = xml::child(workbook_.root(), "fileSharing");
+    if (f && !password_matches(f, "", "reservationPassword", old_password))
+        return Error::make(Error::Code::Refused, "書き込みパスワードが正しくありません。");
+    if (!f && password.empty()) return {};
+    if (!f) f = workbook_.insert_in_order("fileSharing");
+    for (const char* a : {"reservationPassword", "algorithmName", "hashValue", "saltValue",
+                          "spinCount"})
+        f.remove_attribute(a);
+    write_hash(f, "", "reservationPassword", password, false);
+    if (!truthy(f.attribute("readOnlyRecommended"), false) && password.empty())
+        workbook_.root().remove_child(f);
     workbook_.mark_dirty();
     saved_ = false;
     return {};
