@@ -204,6 +204,66 @@ TEST_F(RuleRun, cells_deleted_and_inserted_through_the_pane) {
     EXPECT_EQ(out.check_message, "削除するセルの範囲を指定してください。");
 }
 
+// A validation list and a conditional format that the application keeps in its extension (as
+// it does when they read another sheet): changed, cut, shifted and split like the plain ones.
+TEST_F(RuleRun, extension_validations_and_formats_follow_the_edits) {
+    {
+        auto pkg = xl::native::Package::open_file(source());
+        ASSERT_TRUE(pkg.has_value());
+        std::string sheet = *(*pkg)->read("xl/worksheets/sheet1.xml");
+        const std::string x14 = "http://schemas.microsoft.com/office/spreadsheetml/2009/9/main";
+        const std::string xm = "http://schemas.microsoft.com/office/excel/2006/main";
+        const std::string ext =
+            "<extLst><ext uri=\"{78C0D931-6437-407d-A8EE-F0AAD7539E65}\" xmlns:x14=\"" + x14 +
+            "\"><x14:conditionalFormattings><x14:conditionalFormatting xmlns:xm=\"" + xm +
+            "\"><x14:cfRule type=\"expression\" priority=\"1\" id=\"{00000000-0000-0000-0000-"
+            "000000000001}\"><xm:f>Sheet2!$A$1&gt;$B$5</xm:f><x14:dxf><font><b/></font></x14:dxf>"
+            "</x14:cfRule><xm:sqref>B1:B6</xm:sqref></x14:conditionalFormatting>"
+            "</x14:conditionalFormattings></ext><ext uri=\"{CCE6A557-97BC-4b89-ADB6-D9C93CAAB3DF}\" "
+            "xmlns:x14=\"" + x14 + "\"><x14:dataValidations count=\"1\" xmlns:xm=\"" + xm +
+            "\"><x14:dataValidation type=\"list\" allowBlank=\"1\" showInputMessage=\"1\" "
+            "showErrorMessage=\"1\"><x14:formula1><xm:f>Sheet2!$A$1:$A$3</xm:f></x14:formula1>"
+            "<xm:sqref>A1:B6</xm:sqref></x14:dataValidation></x14:dataValidations></ext></extLst>";
+        sheet.insert(sheet.rfind("</worksheet>"), ext);
+        (*pkg)->write("xl/worksheets/sheet1.xml", sheet);
+        ASSERT_TRUE((*pkg)->save(source()).has_value());
+    }
+    CellRun r(source());
+    // Two cells of column B deleted upwards: the validation over A:B is split at the band's
+    // edge (column A stays, column B moves up), the format inside the band moves with it.
+    auto out = r.run("セル", "削除",
+                     {{"col_from", "B"}, {"row_from", "2"}, {"col_to", "B"}, {"row_to", "3"},
+                      {"shift", "up"}});
+    ASSERT_TRUE(out.checked) << out.check_message;
+    EXPECT_EQ(out.error_text, "");
+    std::string sheet = part(r.path(), "xl/worksheets/sheet1.xml");
+    EXPECT_NE(sheet.find("<xm:sqref>A1:A6 B1:B4</xm:sqref>"), std::string::npos) << sheet;
+    EXPECT_NE(sheet.find("<xm:f>Sheet2!$A$1&gt;$B$3</xm:f>"), std::string::npos) << sheet;
+    EXPECT_NE(sheet.find("<xm:sqref>B1:B4</xm:sqref>"), std::string::npos) << sheet;
+
+    out = r.run("データ", "入力規則修正",
+                {{"kind", "list"}, {"old1", "=Sheet2!$A$1:$A$3"}, {"new1", "=Sheet2!$A$1:$A$9"}});
+    ASSERT_TRUE(out.checked) << out.check_message;
+    sheet = part(r.path(), "xl/worksheets/sheet1.xml");
+    EXPECT_NE(sheet.find("<x14:formula1><xm:f>Sheet2!$A$1:$A$9</xm:f></x14:formula1>"
+                         "<xm:sqref>A1:A6 B1:B4</xm:sqref>"),
+              std::string::npos)
+        << sheet;
+
+    // Cut out of a range, then removed entirely with their extension elements.
+    out = r.run("データ", "入力規則削除",
+                {{"col_from", "A"}, {"row_from", "1"}, {"col_to", "A"}, {"row_to", "6"}});
+    sheet = part(r.path(), "xl/worksheets/sheet1.xml");
+    EXPECT_NE(sheet.find("<x14:dataValidations count=\"1\""), std::string::npos) << sheet;
+    EXPECT_NE(sheet.find("<xm:sqref>B1:B4</xm:sqref></x14:dataValidation>"), std::string::npos);
+    out = r.run("データ", "入力規則削除", {});
+    out = r.run("セル", "条件付き書式設定", {{"kind", "remove"}});
+    sheet = part(r.path(), "xl/worksheets/sheet1.xml");
+    EXPECT_EQ(sheet.find("dataValidation"), std::string::npos) << sheet;
+    EXPECT_EQ(sheet.find("conditionalFormatting"), std::string::npos) << sheet;
+    EXPECT_EQ(sheet.find("extLst"), std::string::npos) << sheet;
+}
+
 TEST(CommentRun, comment_boxes_listed_and_formatted_in_a_corpus_workbook) {
     const std::string book = corpus("xw-comment04.xlsx");
     if (!std::filesystem::exists(book)) GTEST_SKIP() << "no corpus";

@@ -43,6 +43,33 @@ TEST(CellShift, references_move_only_inside_the_band) {
     EXPECT_EQ(xl::native::shift_sqref("B3:C5 A3:C5 B7", Axis::Rows, up), "B2:C4 A3:C5 B6");
 }
 
+TEST(CellShift, range_lists_split_at_the_edges_of_the_band) {
+    // B2:C2 deleted upwards; then two cells inserted at C2:C3 moving right.
+    LineMap up = LineMap::deletion({{2, 2}}, 1048576).within({2, 3});
+    LineMap right = LineMap::insertion(3, 2, 16384).within({2, 3});
+    struct Case {
+        const char* before;
+        const LineMap& map;
+        Axis axis;
+        const char* after;
+    };
+    const Case cases[] = {
+        // Across both edges: the outer parts stay, the part inside moves up; the part holding
+        // the first cell stays first.
+        {"A3:E5", up, Axis::Rows, "A3:A5 B2:C4 D3:E5"},
+        // Across one edge, and an area above the deleted line that does not move at all.
+        {"C1:D9 A1:E1", up, Axis::Rows, "C1:C8 D1:D9 A1:E1"},
+        // The part inside the band deleted entirely.
+        {"A2:D2", up, Axis::Rows, "A2 D2"},
+        // Rows 1..4 across the band of rows 2..3 moving right.
+        {"C1:C4", right, Axis::Columns, "C1 E2:E3 C4"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(xl::native::shift_sqref(c.before, c.axis, c.map, true), c.after) << c.before;
+    // Without splitting (a single reference), an area wider than the band stays as it is.
+    EXPECT_EQ(xl::native::shift_sqref("A3:E5", Axis::Rows, up), "A3:E5");
+}
+
 std::string read_part(const std::string& file, const std::string& name) {
     auto pkg = xl::native::Package::open_file(file);
     if (!pkg) return "";

@@ -60,6 +60,48 @@ pugi::xml_node sheet_element(pugi::xml_node root, const char* local) {
     return root.append_child(name.c_str());
 }
 
+namespace {
+
+bool has_element(pugi::xml_node n) {
+    for (pugi::xml_node c = n.first_child(); c; c = c.next_sibling())
+        if (c.type() == pugi::node_element) return true;
+    return false;
+}
+
+}  // namespace
+
+std::vector<pugi::xml_node> extension_lists(pugi::xml_node root, std::string_view local) {
+    std::vector<pugi::xml_node> out;
+    for (pugi::xml_node ext = xml::child(root, "extLst").first_child(); ext;
+         ext = ext.next_sibling()) {
+        if (ext.type() != pugi::node_element || xml::local_name(ext.name()) != "ext") continue;
+        for (pugi::xml_node n = ext.first_child(); n; n = n.next_sibling())
+            if (n.type() == pugi::node_element && xml::local_name(n.name()) == local)
+                out.push_back(n);
+    }
+    return out;
+}
+
+void remove_when_empty(pugi::xml_node list) {
+    pugi::xml_node n = list;
+    while (n && !has_element(n)) {
+        pugi::xml_node parent = n.parent();
+        // Up to the extLst, not beyond it.
+        const bool last = xml::local_name(n.name()) == "extLst";
+        parent.remove_child(n);
+        if (last) break;
+        n = parent;
+    }
+}
+
+std::string extension_sqref(pugi::xml_node entry) {
+    return xml::child(entry, "sqref").text().get();
+}
+
+void set_extension_sqref(pugi::xml_node entry, const std::string& sqref) {
+    xml::child(entry, "sqref").text().set(sqref.c_str());
+}
+
 std::vector<Area> parse_sqref(std::string_view sqref) {
     std::vector<Area> out;
     std::size_t i = 0;

@@ -481,7 +481,7 @@ private:
             } else if (l == "sheetViews") {
                 edit_views(e);
             } else if (l == "extLst") {
-                (void)edit_extensions(e);
+                if (!edit_extensions(e)) gone.push_back(e);
             }
         }
         for (pugi::xml_node e : gone) root_.remove_child(e);
@@ -510,11 +510,12 @@ private:
         if (list.attribute("count")) set_attr(list, "count", std::to_string(n));
     }
 
-    // An area attribute moved; false when its lines are all deleted.
-    bool edit_ref_attr(pugi::xml_node n, const char* name) {
+    // An area attribute moved; false when its lines are all deleted. A range list (`list`) is
+    // split at the edges of a band of moving cells.
+    bool edit_ref_attr(pugi::xml_node n, const char* name, bool list = false) {
         pugi::xml_attribute a = n.attribute(name);
         if (!a) return true;
-        std::string moved = shift_sqref(a.value(), axis_, map_);
+        std::string moved = shift_sqref(a.value(), axis_, map_, list);
         if (moved.empty()) return false;
         a.set_value(moved.c_str());
         return true;
@@ -539,12 +540,12 @@ private:
     // ignoredErrors (an sqref per child). False when nothing is left.
     bool edit_sqref_holders(pugi::xml_node e) {
         if (local(e) == "conditionalFormatting") {
-            if (!edit_ref_attr(e, "sqref")) return false;
+            if (!edit_ref_attr(e, "sqref", true)) return false;
             edit_formulas_under(e);
             return true;
         }
         edit_list(e, [&](pugi::xml_node item) {
-            if (!edit_ref_attr(item, "sqref")) return false;
+            if (!edit_ref_attr(item, "sqref", true)) return false;
             edit_formulas_under(item);
             return true;
         });
@@ -622,14 +623,15 @@ private:
 
     // The application's extensions: conditional formats and validation lists with sqref and
     // formula elements of their own; sparklines.
-    // False when `n` lost its whole area and goes with it.
+    // False when `n` lost its whole area and goes with it, or lost every entry it held (a list
+    // of validations or formats, its ext, the extLst).
     bool edit_extensions(pugi::xml_node n) {
         std::vector<pugi::xml_node> gone;
         for (pugi::xml_node c = n.first_child(); c; c = c.next_sibling()) {
             if (c.type() != pugi::node_element) continue;
             std::string_view l = local(c);
             if (l == "sqref") {
-                std::string moved = shift_sqref(c.text().get(), axis_, map_);
+                std::string moved = shift_sqref(c.text().get(), axis_, map_, true);
                 if (moved.empty()) return false;  // the rule or validation it belongs to goes
                 c.text().set(moved.c_str());
             } else if (l == "f" || l == "formula" || l == "formula1" || l == "formula2") {
@@ -640,8 +642,15 @@ private:
                 gone.push_back(c);
             }
         }
+        if (gone.empty()) return true;
         for (pugi::xml_node g : gone) n.remove_child(g);
-        return true;
+        if (pugi::xml_attribute count = n.attribute("count")) {
+            std::int32_t left = 0;
+            for (pugi::xml_node c = n.first_child(); c; c = c.next_sibling())
+                left += c.type() == pugi::node_element;
+            count.set_value(left);
+        }
+        return element_child(n) != pugi::xml_node();
     }
 
     void update_dimension() {

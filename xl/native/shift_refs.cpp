@@ -126,7 +126,42 @@ std::optional<Area> shift_area(const Area& a, Axis axis, const LineMap& map) {
     return out;
 }
 
-std::string shift_sqref(std::string_view sqref, Axis axis, const LineMap& map) {
+namespace {
+
+// The pieces of `a` on either side of the band's edges along the other axis, when the band cuts
+// it and its cells reach the lines that move; otherwise `a` alone. The piece holding the area's
+// first cell comes first, so that rules relative to that cell keep their meaning.
+std::vector<Area> split_at_band(const Area& a, Axis axis, const LineMap& map) {
+    const std::optional<LineSpan>& band = map.band();
+    const std::int32_t lo = axis == Axis::Rows ? a.first_col : a.first_row;
+    const std::int32_t hi = axis == Axis::Rows ? a.last_col : a.last_row;
+    const std::int32_t last = axis == Axis::Rows ? a.last_row : a.last_col;
+    if (!band || map.moves(lo, hi) || hi < band->first || lo > band->last ||
+        last < map.first_affected())
+        return {a};
+    std::vector<LineSpan> spans;
+    if (lo < band->first) spans.push_back({lo, band->first - 1});
+    spans.push_back({std::max(lo, band->first), std::min(hi, band->last)});
+    if (hi > band->last) spans.push_back({band->last + 1, hi});
+    std::vector<Area> out;
+    for (const LineSpan& s : spans) {
+        Area piece = a;
+        if (axis == Axis::Rows) {
+            piece.first_col = s.first;
+            piece.last_col = s.last;
+        } else {
+            piece.first_row = s.first;
+            piece.last_row = s.last;
+        }
+        out.push_back(piece);
+    }
+    return out;
+}
+
+}  // namespace
+
+std::string shift_sqref(std::string_view sqref, Axis axis, const LineMap& map,
+                        bool split_at_band_edges) {
     std::string out;
     std::size_t i = 0;
     while (i < sqref.size()) {
@@ -141,6 +176,18 @@ std::string shift_sqref(std::string_view sqref, Axis axis, const LineMap& map) {
             if (!out.empty()) out += ' ';
             out.append(item);
             continue;
+        }
+        if (split_at_band_edges) {
+            std::vector<Area> pieces = split_at_band(*a, axis, map);
+            if (pieces.size() > 1) {
+                for (const Area& piece : pieces) {
+                    auto moved = shift_area(piece, axis, map);
+                    if (!moved) continue;
+                    if (!out.empty()) out += ' ';
+                    out += format_address(*moved, false, false);
+                }
+                continue;
+            }
         }
         auto moved = shift_area(*a, axis, map);
         if (!moved) continue;

@@ -69,8 +69,11 @@ private:
 // The area moved; nullopt when all of its lines along `axis` are deleted.
 std::optional<Area> shift_area(const Area& a, Axis axis, const LineMap& map);
 // A space-separated list of areas ("A1:B2 D4") moved; areas deleted entirely are left out, so
-// the result may be "".
-std::string shift_sqref(std::string_view sqref, Axis axis, const LineMap& map);
+// the result may be "". With `split_at_band`, an area of a range list (conditional formats,
+// validation) that reaches across the edge of a band of moving cells is split there, as the
+// application splits it: the part inside the band moves, the parts beside it stay.
+std::string shift_sqref(std::string_view sqref, Axis axis, const LineMap& map,
+                        bool split_at_band = false);
 
 // Which references of a formula point at the sheet whose lines move.
 struct RefScope {
