@@ -9,6 +9,9 @@ usage: lo_shift_compare.py ORIGINAL EDITED SHEET_INDEX rows|columns insert|delet
                           [BAND_FIRST BAND_LAST]
 (SHEET_INDEX counts from 0, FIRST from 1). With a band, only the cells of those columns (rows)
 or rows (columns) move: cells shifted down or up (right or left), not whole lines.
+The cells of the edited sheet that carry a validation (within A1:Z60) are compared as well.
+(Conditional formats are not: LibreOffice cuts the deleted cells out of their ranges but leaves
+the rest of the band where it was, while the cells themselves move.)
 """
 import os
 import sys
@@ -41,6 +44,18 @@ def values(doc):
                 s = cell.getString()
                 if s != '':
                     out[(sh.Name, '%s%d' % (col_name(c), r + 1))] = s
+    return out
+
+
+def covered(doc, sheet_index):
+    """The cells of a sheet under a validation, with its first formula, within A1:Z60."""
+    sh = doc.Sheets.getByIndex(sheet_index)
+    out = set()
+    for r in range(60):
+        for c in range(26):
+            v = sh.getCellByPosition(c, r).getPropertyValue('Validation')
+            if v.Type.value != 'ANY':
+                out.add(('validation %s' % v.getFormula1(), '%s%d' % (col_name(c), r + 1)))
     return out
 
 
@@ -81,9 +96,11 @@ def main(args):
             else:
                 lines.removeByIndex(first - 1, count)
         expected = values(doc)
+        expected_rules = covered(doc, sheet_index)
         doc.close(True)
         doc = desktop.loadComponentFromURL(url(edited), '_blank', 0, props(Hidden=True))
         got = values(doc)
+        got_rules = covered(doc, sheet_index)
         doc.close(True)
     finally:
         office.close()
@@ -97,6 +114,9 @@ def main(args):
         if e != g:
             diffs += 1
             print('%s!%s\texpected %r\tgot %r' % (key[0], key[1], expected.get(key), got.get(key)))
+    for rule, cell in sorted(expected_rules ^ got_rules):
+        diffs += 1
+        print('%s\t%s\t%s' % (rule, cell, 'expected' if (rule, cell) in expected_rules else 'not expected'))
     return 1 if diffs else 0
 
 

@@ -250,9 +250,16 @@ TEST_F(RuleRun, extension_validations_and_formats_follow_the_edits) {
               std::string::npos)
         << sheet;
 
+    // Cells cut and pasted carry their part of the range along.
+    out = r.run("編集", "切取り貼付_セル", {{"range", "A1:A6"}, {"dest", "D1"}});
+    ASSERT_TRUE(out.checked) << out.check_message;
+    EXPECT_EQ(out.error_text, "");
+    sheet = part(r.path(), "xl/worksheets/sheet1.xml");
+    EXPECT_NE(sheet.find("<xm:sqref>D1:D6 B1:B4</xm:sqref>"), std::string::npos) << sheet;
+
     // Cut out of a range, then removed entirely with their extension elements.
     out = r.run("データ", "入力規則削除",
-                {{"col_from", "A"}, {"row_from", "1"}, {"col_to", "A"}, {"row_to", "6"}});
+                {{"col_from", "D"}, {"row_from", "1"}, {"col_to", "D"}, {"row_to", "6"}});
     sheet = part(r.path(), "xl/worksheets/sheet1.xml");
     EXPECT_NE(sheet.find("<x14:dataValidations count=\"1\""), std::string::npos) << sheet;
     EXPECT_NE(sheet.find("<xm:sqref>B1:B4</xm:sqref></x14:dataValidation>"), std::string::npos);

@@ -1,6 +1,7 @@
 // Cells shifted up, down, left or right inside some columns or rows: references into the band
-// follow, references outside it stay, what the application refuses is refused, and the values
-// LibreOffice computes for the result equal those of its own edit.
+// follow, references outside it stay, range lists are split at the band's edges, what the
+// application refuses is refused, and the values and validated cells LibreOffice gives for the
+// result equal those of its own edit.
 
 #include <gtest/gtest.h>
 
@@ -77,8 +78,9 @@ std::string read_part(const std::string& file, const std::string& name) {
     return text ? *text : "";
 }
 
-// A sheet with values in A1:D6 and formulas reading them.
-std::string make_book(const std::string& path) {
+// A sheet with values in A1:D6 and formulas reading them; optionally a validation over A1:D6,
+// which every band of the comparisons with LibreOffice cuts through.
+std::string make_book(const std::string& path, bool with_validation = false) {
     auto app = xl::native::create_application();
     auto b = app->workbooks().add();
     xl::Worksheet* ws = (*b)->worksheet(1);
@@ -88,6 +90,14 @@ std::string make_book(const std::string& path) {
     (void)ws->set_cell_formula({8, 2}, "=B4+A4+D4");
     (void)ws->set_cell_formula({8, 3}, "=C2*2");
     (void)ws->set_cell_value({1, 6}, std::string("merged"));
+    if (with_validation) {
+        xl::Validation v;
+        v.sqref = "A1:D6";
+        v.type = "whole";
+        v.formula1 = "0";
+        v.formula2 = "1000";
+        EXPECT_TRUE(ws->add_validation(v).has_value());
+    }
     (void)(*b)->save_as(path, xl::xlOpenXMLWorkbook);
     return path;
 }
@@ -161,7 +171,8 @@ void expect_same_as_office(const std::string& fixture, int sheet, Axis axis, boo
 TEST(CellShift, values_match_libreoffice_shifting_the_same_cells) {
     if (std::system("command -v soffice >/dev/null 2>&1") != 0) GTEST_SKIP() << "no soffice";
     EngineTempDir dir;
-    std::string made = make_book(dir.file("made.xlsx"));
+    // The values, and the cells under the validation (split where the band cuts it).
+    std::string made = make_book(dir.file("made.xlsx"), true);
     expect_same_as_office(made, 0, Axis::Rows, false, 2, 2, {2, 3});
     expect_same_as_office(made, 0, Axis::Rows, true, 3, 1, {1, 2});
     expect_same_as_office(made, 0, Axis::Columns, false, 1, 1, {2, 4});

@@ -8,6 +8,7 @@
 
 #include "xl/native/book.h"
 #include "xl/native/formula.h"
+#include "xl/native/sheet_xml.h"
 #include "xl/native/shift_refs.h"
 #include "xl/native/structure_copy.h"
 #include "xl/native/structure_support.h"
@@ -227,6 +228,34 @@ Result<void> move_anchored(Book& b, Sheet& s, const Area& from, const Area& dest
                     if (n.type() == pugi::node_element) ++count;
                 c.set_value(count);
             }
+    }
+    // The same for those the application keeps in its extension, whose range is an xm:sqref.
+    for (const char* list_name : {"dataValidations", "conditionalFormattings"}) {
+        for (pugi::xml_node list : extension_lists(doc.root(), list_name)) {
+            std::vector<pugi::xml_node> gone;
+            bool moved = false;
+            for (pugi::xml_node n = list.first_child(); n; n = n.next_sibling()) {
+                if (n.type() != pugi::node_element) continue;
+                std::string before = extension_sqref(n);
+                std::string after = moved_sqref(before, from, dest, dr, dc);
+                if (after == before) continue;
+                moved = true;
+                if (after.empty())
+                    gone.push_back(n);
+                else
+                    set_extension_sqref(n, after);
+            }
+            if (!moved) continue;
+            changed = true;
+            for (pugi::xml_node n : gone) list.remove_child(n);
+            if (pugi::xml_attribute c = list.attribute("count")) {
+                int count = 0;
+                for (pugi::xml_node n : list.children())
+                    if (n.type() == pugi::node_element) ++count;
+                c.set_value(count);
+            }
+            remove_when_empty(list);
+        }
     }
     if (changed)
         if (auto r = structure::store_sheet_text(b, s, xml::save(doc)); !r) return r;

@@ -1070,7 +1070,7 @@ Result<Worksheet*> SheetCopy::run() {
                 content = shift_shape_numbers(content, "shapeId=\"", "", vml_shift_);
             } else {
                 auto t = std::find_if(types.begin(), types.end(),
-                                      [&](const auto& nt) { return nt.first == name; });
+                                      [&part = name](const auto& nt) { return nt.first == part; });
                 if (t != types.end() && t->second == kDrawingType)
                     content = shift_shape_numbers(content, " id=\"", "cNvPr", vml_shift_);
             }
