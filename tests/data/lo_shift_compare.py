@@ -48,14 +48,20 @@ def values(doc):
 
 
 def covered(doc, sheet_index):
-    """The cells of a sheet under a validation, with its first formula, within A1:Z60."""
+    """The cells of a sheet under a validation, with its first formula, within A1:Z60. Read per
+    range of equal cell attributes (a validation is one of them), not cell by cell."""
     sh = doc.Sheets.getByIndex(sheet_index)
     out = set()
-    for r in range(60):
-        for c in range(26):
-            v = sh.getCellByPosition(c, r).getPropertyValue('Validation')
-            if v.Type.value != 'ANY':
-                out.add(('validation %s' % v.getFormula1(), '%s%d' % (col_name(c), r + 1)))
+    ranges = sh.getUniqueCellFormatRanges()
+    for i in range(ranges.getCount()):
+        same = ranges.getByIndex(i)
+        v = same.getPropertyValue('Validation')
+        if v.Type.value == 'ANY':
+            continue
+        for a in same.getRangeAddresses():
+            for r in range(a.StartRow, min(a.EndRow, 59) + 1):
+                for c in range(a.StartColumn, min(a.EndColumn, 25) + 1):
+                    out.add(('validation %s' % v.getFormula1(), '%s%d' % (col_name(c), r + 1)))
     return out
 
 
