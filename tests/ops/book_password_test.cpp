@@ -272,17 +272,25 @@ TEST_F(BookPasswordTest, DamagedContainersAreRefusedCleanly) {
     }
 }
 
-// The answer of tests/data/lo_password.py for the given arguments.
-std::string ask_office(const std::string& args) {
-    const std::string script = std::string(SHEAFLOW_TEST_DATA_DIR) + "/lo_password.py";
-    const std::string cmd = "/usr/bin/python3 '" + script + "' " + args + " 2>/dev/null";
+// What a command prints.
+std::string output_of(const std::string& cmd) {
     FILE* p = ::popen(cmd.c_str(), "r");
     if (!p) return "(popen failed)";
-    char buf[256] = {};
+    char buf[512] = {};
     std::string answer;
     while (std::fgets(buf, sizeof buf, p)) answer += buf;
     ::pclose(p);
     return answer;
+}
+
+// The answer of tests/data/lo_password.py for the given arguments.
+std::string ask_office(const std::string& args) {
+    return output_of("/usr/bin/python3 '" + std::string(SHEAFLOW_TEST_DATA_DIR) +
+                     "/lo_password.py' " + args + " 2>/dev/null");
+}
+
+std::string ask_cli(const std::string& args) {
+    return output_of(std::string(SHEAFLOW_CLI_PATH) + args);
 }
 
 TEST_F(BookPasswordTest, LibreOfficeReadsThePasswordToModify) {
@@ -293,6 +301,20 @@ TEST_F(BookPasswordTest, LibreOfficeReadsThePasswordToModify) {
     ASSERT_EQ(run(kFile, "パスワード変更１", {{"new_modify", "書込"}}).error_text, "");
     // Headless LibreOffice asks for no password to modify: it opens the workbook read-only.
     EXPECT_EQ(ask_office("--modify " + a), "42, read-only\n");
+}
+
+TEST_F(BookPasswordTest, AnXlsRefusesThePasswordToModifyAndStaysAsItWas) {
+    if (!testing::office_available()) GTEST_SKIP() << "LibreOffice (soffice) is not installed";
+    // LibreOffice writes the .xls and would drop the password: the file keeps its bytes. The
+    // command line reaches LibreOffice.
+    fs::copy_file(corpus("xls/cal-biff5-rich-text-string.xls"), in() / "a.xls");
+    fs::permissions(in() / "a.xls", fs::perms::owner_write, fs::perm_options::add);
+    const std::string before = read_bytes(in() / "a.xls");
+    const std::string out = ask_cli(" run ファイル パスワード変更１ --folder '" + in().string() +
+                                    "' --param-dir '" + (dir_ / "params").string() +
+                                    "' --set new_modify=pw --yes 2>&1");
+    EXPECT_NE(out.find("書き込みパスワードは変更できません"), std::string::npos) << out;
+    EXPECT_EQ(read_bytes(in() / "a.xls"), before);
 }
 
 TEST_F(BookPasswordTest, LibreOfficeOpensTheEngineEncryptionWithThePassword) {
