@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "structure_helpers.h"
+#include "xl/native/package.h"
 
 namespace sheaflow::testing {
 namespace {
@@ -168,6 +169,57 @@ TEST(ConditionalFormatPaste, RulesCutMovedAndMerged) {
     EXPECT_TRUE(contains(dsheet, "<formula>B2&gt;[1]Data!$A$1</formula>")) << dsheet;
     EXPECT_TRUE(contains(part_of(other_path, "xl/styles.xml"), "FFFFC7CE"));
     EXPECT_FALSE(mine.paste_conditional_formats(mine, {1, 1, 3, 3}, {1048576, 1}).has_value());
+}
+
+TEST(ConditionalFormatPaste, ADataBarIsCopiedWithoutItsLinkToTheExtension) {
+    // A data bar as the application writes it: the rule names its completion in the sheet's
+    // extension by id. Copied within the sheet, the copy must not take the id (nor turn the
+    // extension's elements into the main namespace).
+    EngineTempDir dir;
+    const std::string path = dir.file("bar.xlsx");
+    {
+        auto app = xl::native::create_application();
+        auto b = app->workbooks().add();
+        ASSERT_TRUE(b.has_value());
+        ASSERT_TRUE((*b)->save_as(path, xl::xlOpenXMLWorkbook).has_value());
+    }
+    {
+        auto pkg = xl::native::Package::open_file(path);
+        ASSERT_TRUE(pkg.has_value());
+        std::string sheet = *(*pkg)->read("xl/worksheets/sheet1.xml");
+        const std::string x14 = "http://schemas.microsoft.com/office/spreadsheetml/2009/9/main";
+        const std::string id = "{3D0BD2B6-5A35-4C1B-9B3E-2F1F43A0B7C1}";
+        std::string block =
+            "<conditionalFormatting sqref=\"A1:A5\"><cfRule type=\"dataBar\" priority=\"1\">"
+            "<dataBar><cfvo type=\"min\"/><cfvo type=\"max\"/><color rgb=\"FF638EC6\"/></dataBar>"
+            "<extLst><ext uri=\"{B025F937-C7B1-47D3-B67F-A62EFF666E3E}\" xmlns:x14=\"" + x14 +
+            "\"><x14:id>" + id + "</x14:id></ext></extLst></cfRule></conditionalFormatting>";
+        std::string ext =
+            "<extLst><ext uri=\"{78C0D931-6437-407d-A8EE-F0AAD7539E65}\" xmlns:x14=\"" + x14 +
+            "\"><x14:conditionalFormattings><x14:conditionalFormatting xmlns:xm=\"http://schemas."
+            "microsoft.com/office/excel/2006/main\"><x14:cfRule type=\"dataBar\" id=\"" + id +
+            "\"><x14:dataBar minLength=\"0\" maxLength=\"100\"><x14:cfvo type=\"autoMin\"/>"
+            "<x14:cfvo type=\"autoMax\"/></x14:dataBar></x14:cfRule><xm:sqref>A1:A5</xm:sqref>"
+            "</x14:conditionalFormatting></x14:conditionalFormattings></ext></extLst>";
+        std::size_t at = sheet.find("<pageMargins");
+        ASSERT_NE(at, std::string::npos) << sheet;
+        sheet.insert(at, block);
+        sheet.insert(sheet.rfind("</worksheet>"), ext);
+        (*pkg)->write("xl/worksheets/sheet1.xml", sheet);
+        ASSERT_TRUE((*pkg)->save(path).has_value());
+    }
+    OpenBook b(path);
+    ASSERT_NE(b.book, nullptr) << b.error;
+    xl::Worksheet& ws = *b.book->worksheet(1);
+    // The rule is listed once, though the extension completes it.
+    EXPECT_EQ(ws.conditional_formats().size(), 1u);
+    ASSERT_TRUE(ws.paste_conditional_formats(ws, {1, 1, 5, 1}, {1, 3}).has_value());
+    const std::string sheet = part_of(b.save(), "xl/worksheets/sheet1.xml");
+    EXPECT_TRUE(contains(sheet, "<conditionalFormatting sqref=\"C1:C5\"><cfRule type=\"dataBar\" "
+                                "priority=\"2\"><dataBar><cfvo type=\"min\"/><cfvo type=\"max\"/>"
+                                "<color rgb=\"FF638EC6\"/></dataBar></cfRule>"))
+        << sheet;
+    EXPECT_FALSE(contains(sheet, "<id>")) << sheet;
 }
 
 // LibreOffice recalculating the engine's copies and moves gives what its own copy and move give.

@@ -1,6 +1,7 @@
 // Conditional formats copied from one range to another (of any sheet of any open workbook): the
 // <conditionalFormatting> blocks that meet the source range, cut to it, moved, and added to the
-// destination sheet's part with fresh priorities.
+// destination sheet's part with fresh priorities. Rules kept only in the sheet's extension are not
+// copied.
 
 #include <algorithm>
 
@@ -128,6 +129,11 @@ Result<void> Sheet::paste_conditional_formats(Worksheet& source, const Area& fro
         added.attribute("sqref").set_value(sqref_of(cut[k]).c_str());
         for (pugi::xml_node c = blocks[k].first_child(); c; c = c.next_sibling())
             added.append_copy(c);
+        // A rule's own extLst links it by id to its completion in the sheet's extension (a data
+        // bar's newer settings), which is not copied: the copy is the rule as the older format
+        // keeps it, with no second rule claiming the same id.
+        for (pugi::xml_node rule = added.first_child(); rule; rule = rule.next_sibling())
+            while (pugi::xml_node ext = xml::child(rule, "extLst")) rule.remove_child(ext);
         rename_tree(added, prefix);
         for (pugi::xml_node rule = added.first_child(); rule; rule = rule.next_sibling()) {
             if (rule.type() != pugi::node_element) continue;
