@@ -264,6 +264,14 @@ TEST_F(RuleRun, extension_validations_and_formats_follow_the_edits) {
     EXPECT_NE(sheet.find("<x14:dataValidations count=\"1\""), std::string::npos) << sheet;
     EXPECT_NE(sheet.find("<xm:sqref>B1:B4</xm:sqref></x14:dataValidation>"), std::string::npos);
     out = r.run("データ", "入力規則削除", {});
+    // A new rule comes first: the extension's rule moves down a place as well.
+    out = r.run("セル", "条件付き書式設定",
+                {{"col_from", "D"}, {"col_to", "D"}, {"kind", "greater"}, {"value1", "1"}});
+    ASSERT_TRUE(out.checked) << out.check_message;
+    EXPECT_EQ(out.error_text, "");
+    sheet = part(r.path(), "xl/worksheets/sheet1.xml");
+    EXPECT_NE(sheet.find("<x14:cfRule type=\"expression\" priority=\"2\""), std::string::npos)
+        << sheet;
     out = r.run("セル", "条件付き書式設定", {{"kind", "remove"}});
     sheet = part(r.path(), "xl/worksheets/sheet1.xml");
     EXPECT_EQ(sheet.find("dataValidation"), std::string::npos) << sheet;
