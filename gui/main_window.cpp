@@ -3,7 +3,9 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
+#include <QDesktopServices>
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QFileDialog>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -20,6 +22,7 @@
 #include <QSplitter>
 #include <QStyledItemDelegate>
 #include <QTreeWidget>
+#include <QUrl>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cstdlib>
@@ -536,6 +539,8 @@ void MainWindow::runOperation() {
     // A run stopped at the first file or cancelled ends there; its error lines are still shown
     // so that the user sees why.
     if (!outcome.error_text.empty()) showErrorText(outcome.error_text);
+    if (!outcome.output_path.empty() && !outcome.cancelled && !outcome.stopped)
+        offerToOpen(outcome.output_path);
     // A cancelled list keeps the rows found so far, marked as partial.
     const bool partial = outcome.cancelled || outcome.stopped;
     if (outcome.is_list && (!partial || !table_.empty())) {
@@ -546,6 +551,22 @@ void MainWindow::runOperation() {
         result_window_->show();
         result_window_->raise();
         result_window_->activateWindow();
+    }
+}
+
+void MainWindow::offerToOpen(const std::string& path) {
+    host_->flush();
+    const QString file = qs(path);
+    QMessageBox box(QMessageBox::Question, QApplication::applicationDisplayName(),
+                    QStringLiteral("「%1」を作成しました。開きますか？").arg(QFileInfo(file).fileName()),
+                    QMessageBox::Yes | QMessageBox::No, this);
+    box.setObjectName("Msgbox_Open");
+    box.setDefaultButton(QMessageBox::No);
+    if (box.exec() != QMessageBox::Yes) return;
+    if (open_file_) {
+        open_file_(file);
+    } else if (!QDesktopServices::openUrl(QUrl::fromLocalFile(file))) {
+        host_->message("「" + path + "」を開くアプリケーションがありません。");
     }
 }
 

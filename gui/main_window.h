@@ -55,6 +55,8 @@ public:
     QString lastErrorText() const;
     // What ends the program when the result table passes its row limit (tests replace it).
     void setProgramExit(std::function<void()> exit) { exit_program_ = std::move(exit); }
+    // What opens a written workbook with the desktop's default application (tests replace it).
+    void setFileOpener(std::function<void(const QString&)> open) { open_file_ = std::move(open); }
 
 public slots:
     // The timer's work: takes the pane into the parameters and shows the check's complaint.
@@ -88,6 +90,8 @@ private:
     void syncSelectionToList();
     void followCurrentTarget();
     void showErrorText(const std::string& text);
+    // After a run that wrote one workbook of its own (the combined book): offers to open it.
+    void offerToOpen(const std::string& path);
     std::vector<std::string> firstTargetSheetNames();
     void saveWindowSettings();
     void restoreWindowSettings();
@@ -95,6 +99,7 @@ private:
 
     std::string param_folder_;
     run::ApplicationFactory make_application_;
+    std::function<void(const QString&)> open_file_;
     shell::Catalogue catalogue_;
     shell::ParameterStore store_;
     report::ResultTable table_;

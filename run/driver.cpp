@@ -319,10 +319,15 @@ RunOutcome Driver::run() {
             // Two runs within a second must not write over each other.
             const std::string stem =
                 file::join(folder, "まとめ_" + format_time(Clock::now(), "%Y%m%d_%H%M%S"));
-            std::string path = stem + ".xlsx";
-            for (int n = 2; file::exists(path); ++n)
-                path = stem + "_" + std::to_string(n) + ".xlsx";
-            if (auto r = dest->save_as(path, xl::xlOpenXMLWorkbook); r)
+            // Macros the sources brought (when the pane asked to keep them) make it an .xlsm.
+            auto project = dest->vb_project();
+            const bool macros = project && (*project)->exists();
+            const std::string ext = macros ? ".xlsm" : ".xlsx";
+            std::string path = stem + ext;
+            for (int n = 2; file::exists(path); ++n) path = stem + "_" + std::to_string(n) + ext;
+            if (auto r = dest->save_as(path, macros ? xl::xlOpenXMLWorkbookMacroEnabled
+                                                    : xl::xlOpenXMLWorkbook);
+                r)
                 out_.output_path = path;
             else
                 s.append_error_line(stamp(Clock::now()) + " " + path + " " + kWriteError +

@@ -435,6 +435,7 @@ const std::vector<Entry>& table() {
                           {"active", "アクティブシート"},
                           {"search", "シート名に検索文字列を含むシート"}},
                          "all")},
+                 {check("keep_macros", "マクロを引き継ぐ（マクロ付きのブックがあれば .xlsm で保存）")},
                  {text("search1", "検索文字列１"), text("search2", "検索文字列２"),
                   text("search3", "検索文字列３"), text("search4", "検索文字列４"),
                   text("search5", "検索文字列５"), text("search6", "検索文字列６"),

@@ -260,6 +260,10 @@ public:
     virtual Result<VBComponent*> import_file(const std::string& path) = 0;
     // Remove: standard, class and form modules; document modules are refused.
     virtual Result<void> remove(VBComponent& component) = 0;
+    // A standard or class module of another workbook's project copied in under its own name,
+    // attributes and all, as an export and an import of it would (the text keeps its characters
+    // whatever the two projects' code pages). A name in use is refused.
+    virtual Result<VBComponent*> copy_from(VBComponent& component) = 0;
 };
 
 class VBProject {
@@ -269,6 +273,13 @@ public:
     // Whether the workbook holds a VBA project at all (a workbook without one lists no
     // components and refuses imports).
     virtual bool exists() const = 0;
+    // Makes an empty project in a workbook that has none, as the editor does for a macro-enabled
+    // workbook: ThisWorkbook and a document module for every sheet, tied to their code names
+    // (a sheet without one gets one). With a model (another workbook's project) its code page,
+    // project information and references are taken. The workbook is saved with it only in a
+    // macro-enabled format. Once it exists, sheets added to or copied into the workbook get
+    // their document modules and a deleted sheet takes its module along.
+    virtual Result<void> create(VBProject* model) = 0;
 };
 // ---- end of the VBA project -----------------------------------------------------------------
 

@@ -17,6 +17,7 @@ namespace sheaflow::ops {
 namespace {
 
 constexpr const char* kInputKey = "input";
+constexpr const char* kKeepMacrosKey = "keep_macros";
 constexpr int kSearchBoxes = 10;
 
 std::vector<std::string> search_strings(const shell::Params& p) {
@@ -48,6 +49,82 @@ std::vector<xl::Worksheet*> chosen_sheets(run::Session& s, xl::Workbook& book) {
         out.push_back(ws);
     }
     return out;
+}
+
+bool is_sheet_code_name(xl::Workbook& book, const std::string& name) {
+    for (int i = 1; i <= book.sheet_count(); ++i)
+        if (xl::Worksheet* w = book.sheet(i); w && text::upper(w->code_name()) == text::upper(name))
+            return true;
+    return false;
+}
+
+// The project of a macro source, or nullptr (with its error line when it cannot be read).
+xl::VBProject* macro_source(run::Session& s, xl::Workbook& book) {
+    if (!s.params.check(kKeepMacrosKey) || s.extension != "XLSM") return nullptr;
+    auto project = book.vb_project();
+    if (!project) {
+        s.update_error_text("マクロを引き継げません。" + project.error().message);
+        return nullptr;
+    }
+    return (*project)->exists() ? *project : nullptr;
+}
+
+// The collecting workbook's project, made on the first macro source after that source's
+// project (its references, its code page and its ThisWorkbook code). The ThisWorkbook code of a
+// later source has nowhere to go and is reported.
+Result<xl::VBProject*> collecting_project(run::Session& s, xl::Workbook& dest,
+                                          xl::VBProject& source) {
+    auto project = dest.vb_project();
+    if (!project) return project.error();
+    xl::VBComponent* source_book = source.vb_components().item("ThisWorkbook");
+    for (int i = 1; !source_book && i <= source.vb_components().count(); ++i)
+        if (xl::VBComponent* c = source.vb_components().item(i);
+            c->type() == xl::vbext_ct_Document && !is_sheet_code_name(*s.book(), c->name()))
+            source_book = c;
+    const std::string code =
+        source_book ? source_book->code_module().lines(1, source_book->code_module().count_of_lines())
+                    : std::string();
+    if ((*project)->exists()) {
+        if (!text::trim(code).empty())
+            s.update_error_text("ブックのモジュール「" + source_book->name() +
+                                "」のマクロは、最初のマクロ付きブックのものだけを引き継ぐため、まとめたブックに入れていません。");
+        return *project;
+    }
+    if (auto r = (*project)->create(&source); !r) return r.error();
+    xl::VBComponent* book_module = nullptr;
+    xl::VBComponents& dc = (*project)->vb_components();
+    for (int i = 1; !book_module && i <= dc.count(); ++i)
+        if (dc.item(i)->type() == xl::vbext_ct_Document && !is_sheet_code_name(dest, dc.item(i)->name()))
+            book_module = dc.item(i);
+    if (book_module && !code.empty())
+        if (auto r = book_module->code_module().insert_lines(1, code); !r) return r.error();
+    return *project;
+}
+
+// The standard and class modules of a source go into the collecting workbook under their own
+// names. A module whose name is taken is left out with an error line, unless it holds the same
+// code (the same module shared by several books goes in once). Forms cannot travel.
+void copy_modules(run::Session& s, xl::VBProject& source, xl::VBProject& dest) {
+    xl::VBComponents& from = source.vb_components();
+    xl::VBComponents& to = dest.vb_components();
+    for (int i = 1; i <= from.count(); ++i) {
+        xl::VBComponent* m = from.item(i);
+        if (m->type() == xl::vbext_ct_Document) continue;
+        if (m->type() != xl::vbext_ct_StdModule && m->type() != xl::vbext_ct_ClassModule) {
+            s.update_error_text("フォーム「" + m->name() + "」はまとめたブックに入れていません。");
+            continue;
+        }
+        if (xl::VBComponent* there = to.item(m->name())) {
+            auto all = [](xl::VBComponent& c) {
+                return c.code_module().lines(1, c.code_module().count_of_lines());
+            };
+            if (there->type() != m->type() || all(*there) != all(*m))
+                s.update_error_text("モジュール「" + m->name() +
+                                    "」は同じ名前の別のモジュールが既にあるため、まとめたブックに入れていません。");
+            continue;
+        }
+        if (auto r = to.copy_from(*m); !r) s.update_error_text(r.error().message);
+    }
 }
 
 }  // namespace
@@ -84,8 +161,17 @@ Result<void> Excel_ファイル_1つのファイルにまとめる(run::Session&
     if (sheets.empty()) return {};
     xl::Worksheet* last = dest->worksheet(dest->worksheet_count());
     if (!last) return Error::failed("まとめ先のブックにシートがありません。");
+    // The project comes first, so that each copied sheet brings its module's code along.
+    xl::VBProject* source_project = macro_source(s, *book);
+    xl::VBProject* dest_project = nullptr;
+    if (source_project) {
+        auto made = collecting_project(s, *dest, *source_project);
+        if (!made) return made.error();
+        dest_project = *made;
+    }
     auto copied = book->copy_sheets(sheets, *last, names);
     if (!copied) return copied.error();
+    if (source_project) copy_modules(s, *source_project, *dest_project);
     return {};
 }
 

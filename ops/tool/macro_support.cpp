@@ -39,6 +39,16 @@ Result<xl::VBComponents*> components(run::Session& s) {
     return &(*project)->vb_components();
 }
 
+Result<xl::VBComponents*> components_for_import(run::Session& s) {
+    xl::Workbook* b = s.book();
+    if (!b) return Error::failed("ブックが開かれていません。");
+    auto project = b->vb_project();
+    if (!project) return project.error();
+    if (!(*project)->exists())
+        if (auto r = (*project)->create(nullptr); !r) return r.error();
+    return &(*project)->vb_components();
+}
+
 bool may_hold_macros(const run::Session& s) { return s.extension == "XLSM" || s.extension == "XLS"; }
 
 std::string sheet_name_from_code_name(xl::Workbook& book, std::string_view code_name) {

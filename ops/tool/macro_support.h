@@ -23,6 +23,9 @@ inline constexpr std::string_view kSheetKind = "シートモジュール";
 inline constexpr std::string_view kThisWorkbook = "ThisWorkbook";
 
 // The components of the active workbook's project (the engine's refusal as the error).
+// The same for an import: a macro-enabled workbook that has no project yet gets a new one
+// (ThisWorkbook and its sheets' modules), as the editor makes one.
+Result<xl::VBComponents*> components_for_import(run::Session& s);
 Result<xl::VBComponents*> components(run::Session& s);
 
 // Whether the target's file type may hold macros ("XLSM" and "XLS").

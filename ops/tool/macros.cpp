@@ -66,7 +66,7 @@ Result<void> Excel_ツール_マクロインポート_標準(run::Session& s) {
         s.error_flag = true;
         return {};
     }
-    auto c = components(s);
+    auto c = macro::components_for_import(s);
     if (!c) return c.error();
     // The module of that name goes first, so that the import replaces it rather than adding a
     // numbered copy.
@@ -99,7 +99,7 @@ Result<void> Excel_ツール_マクロインポート_ThisWorkbook(run::Session&
         s.error_flag = true;
         return {};
     }
-    auto c = components(s);
+    auto c = macro::components_for_import(s);
     if (!c) return c.error();
     xl::VBComponent* m = (*c)->item(kThisWorkbook);
     if (!m || m->type() != xl::vbext_ct_Document) {
@@ -127,7 +127,7 @@ Result<void> Excel_ツール_マクロインポート_シート(run::Session& s)
         s.error_flag = true;
         return {};
     }
-    auto c = components(s);
+    auto c = macro::components_for_import(s);
     if (!c) return c.error();
     bool by_code = s.params.option("target") == "code";
     std::string name = by_code ? text::trim(s.params.text("code_name")) : s.params.text("sheet_name");

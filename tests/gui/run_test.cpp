@@ -10,6 +10,8 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMessageBox>
+#include <QFileInfo>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
@@ -169,6 +171,42 @@ private slots:
         QCOMPARE(qs(cellA(path, 1)), QStringLiteral("ファイル名"));
         QCOMPARE(qs(cellA(path, 2)), QStringLiteral("a.xlsx"));
         QCOMPARE(qs(cellA(path, 3)), QString());  // shown once, as in the window
+    }
+
+    void a_combine_run_offers_to_open_the_combined_workbook() {
+        Fixture fx;
+        QVERIFY(makeBook(fx.books + "/a.xlsx", {"1"}));
+        QVERIFY(makeBook(fx.books + "/b.xlsx", {"2"}));
+        MainWindow w(fx.params, engine);
+        QString opened;
+        w.setFileOpener([&](const QString& path) { opened = path; });
+        w.setFolder(fx.books);
+        QVERIFY(choose(w.findChild<QListWidget*>("List1_0"), QStringLiteral("ファイル")));
+        QVERIFY(choose(w.findChild<QListWidget*>("List1_1"),
+                       QStringLiteral("すべてのファイルを１つのファイルにまとめる")));
+        w.checkProcess();
+        DialogScript script(true);
+        QString offer;
+        script.inspect = [&](QWidget* modal) {
+            auto* box = qobject_cast<QMessageBox*>(modal);
+            if (box && box->objectName() == QStringLiteral("Msgbox_Open")) {
+                offer = box->text();
+                box->button(QMessageBox::Yes)->click();
+            }
+        };
+        w.findChild<QPushButton*>("Cmd_Update2")->click();
+        QVERIFY2(offer.startsWith(QStringLiteral("「まとめ_")) &&
+                     offer.endsWith(QStringLiteral(".xlsx」を作成しました。開きますか？")),
+                 qPrintable(offer + " | " + script.texts.join(" | ")));
+        QVERIFY2(opened.startsWith(fx.books + QStringLiteral("/まとめ_")), qPrintable(opened));
+        QVERIFY(QFileInfo::exists(opened));
+
+        // Answered no, nothing is opened.
+        opened.clear();
+        script.inspect = nullptr;
+        w.findChild<QPushButton*>("Cmd_Update2")->click();
+        QVERIFY(script.texts.filter(QStringLiteral("開きますか？")).size() == 1);
+        QVERIFY(opened.isEmpty());
     }
 
     void cancel_during_a_run_ends_it_before_the_next_save() {

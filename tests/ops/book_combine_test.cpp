@@ -92,6 +92,94 @@ TEST_F(BookCombineTest, TooLongPrefixedNameIsLoggedAndTheSheetKeepsItsOwnName) {
     EXPECT_EQ(listing(out_dir)[0].rfind("まとめ_", 0), 0u);
 }
 
+// A corpus macro workbook as a target, with lines put into some of its modules first.
+void add_with_code(const std::string& corpus_file, const fs::path& to,
+                   const std::vector<std::pair<std::string, std::string>>& code) {
+    auto app = xl::native::create_application();
+    auto book = app->workbooks().open(corpus(corpus_file).string(), false);
+    ASSERT_TRUE(book.has_value());
+    xl::VBComponents& c = (*(*book)->vb_project())->vb_components();
+    for (const auto& [module, line] : code) {
+        ASSERT_NE(c.item(module), nullptr) << module;
+        ASSERT_TRUE(c.item(module)->code_module().insert_lines(1, line));
+    }
+    ASSERT_TRUE((*book)->save_as(to.string(), xl::xlOpenXMLWorkbookMacroEnabled).has_value());
+}
+
+Names split_lines(const std::string& text) {
+    Names out;
+    std::size_t start = 0;
+    for (std::size_t nl; (nl = text.find('\n', start)) != std::string::npos; start = nl + 1)
+        if (nl > start) out.push_back(text.substr(start, nl - start));
+    if (start < text.size()) out.push_back(text.substr(start));
+    return out;
+}
+
+TEST_F(BookCombineTest, MacrosKeptGoIntoAnXlsmWithSheetCodeFollowingTheCopies) {
+    add_with_code("xlsm/cal-issue281.xlsm", in() / "a.xlsm",
+                  {{"Sheet1", "' a のシート"}, {"ThisWorkbook", "' a のブック"}});
+    add_with_code("xlsm/xw-macro01.xlsm", in() / "b.xlsm", {{"ThisWorkbook", "' b のブック"}});
+    add_with_code("xlsm/xw-macro01.xlsm", in() / "c.xlsm", {});
+    add_with_code("xlsm/xw-macro01.xlsm", in() / "d.xlsm", {{"Module1", "' 別物"}});
+    for (const char* f : {"a.xlsm", "b.xlsm", "c.xlsm", "d.xlsm"}) files_.push_back({in().string(), f, true});
+    auto out = run(kFile, kCombine, {{"keep_macros", "1"}});
+    ASSERT_TRUE(out.checked) << out.check_message;
+    fs::path book = combined();
+    ASSERT_EQ(book.extension(), ".xlsm") << book;
+    // Only the first book's workbook code is kept; the same module twice goes in once; a
+    // different module under a name in use is left out; each left out says so.
+    const Names lines = split_lines(out.error_text);
+    ASSERT_EQ(lines.size(), 2u) << out.error_text;
+    EXPECT_NE(lines[0].find("b.xlsm"), std::string::npos) << lines[0];
+    EXPECT_NE(lines[0].find("ThisWorkbook"), std::string::npos) << lines[0];
+    EXPECT_NE(lines[1].find("d.xlsm"), std::string::npos) << lines[1];
+    EXPECT_NE(lines[1].find("Module1"), std::string::npos) << lines[1];
+
+    auto app = xl::native::create_application();
+    auto opened = app->workbooks().open(book.string(), true);
+    ASSERT_TRUE(opened.has_value());
+    xl::VBComponents& c = (*(*opened)->vb_project())->vb_components();
+    auto code = [&](const std::string& module) {
+        xl::VBComponent* m = c.item(module);
+        return m ? m->code_module().lines(1, m->code_module().count_of_lines()) : "(none)";
+    };
+    EXPECT_EQ(code("ThisWorkbook"), "' a のブック");
+    EXPECT_NE(code("testVBA"), "(none)");
+    EXPECT_EQ(code("Module1").find("' 別物"), std::string::npos);
+    // Every sheet has its document module under its code name, the copy of a's first sheet
+    // with that sheet's code; the collecting workbook's own first sheet took its module along.
+    int documents = 0;
+    for (int i = 1; i <= c.count(); ++i) documents += c.item(i)->type() == xl::vbext_ct_Document;
+    EXPECT_EQ(documents, 1 + (*opened)->sheet_count());
+    xl::Worksheet* first = (*opened)->sheet(1);
+    EXPECT_EQ(first->name().rfind("a.xlsm-", 0), 0u) << first->name();
+    EXPECT_EQ(code(first->code_name()), "' a のシート");
+    (*opened)->close();
+
+    // Without the box, or from books without macros, the result is an .xlsx.
+    fs::remove(book);
+    out = run(kFile, kCombine, {});
+    ASSERT_TRUE(out.checked) << out.check_message;
+    EXPECT_EQ(combined().extension(), ".xlsx");
+
+    if (!have_soffice()) GTEST_SKIP() << "LibreOffice (soffice) is not installed";
+    fs::remove(combined());
+    ASSERT_TRUE(run(kFile, kCombine, {{"keep_macros", "1"}}).checked);
+    const std::string cmd = "/usr/bin/python3 '" + std::string(SHEAFLOW_TEST_DATA_DIR) +
+                            "/lo_basic.py' '" + combined().string() + "' 2>/dev/null";
+    std::string listing;
+    if (FILE* p = ::popen(cmd.c_str(), "r")) {
+        char buf[4096];
+        std::size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) listing.append(buf, n);
+        ::pclose(p);
+    }
+    EXPECT_EQ(listing.find("!! "), std::string::npos) << listing;
+    EXPECT_NE(listing.find("VBAProject\ttestVBA\n"), std::string::npos) << listing;
+    EXPECT_NE(listing.find("VBAProject\tModule1\n"), std::string::npos) << listing;
+    EXPECT_NE(listing.find("VBAProject\tThisWorkbook\n"), std::string::npos) << listing;
+}
+
 TEST_F(BookCombineTest, PaneRefusals) {
     EXPECT_EQ(check(kFile, kCombine, {{"input", ""}}), "入力シートの選択指定が不正です。");
     EXPECT_EQ(check(kFile, kCombine, {{"input", "search"}}), "入力シートの検索文字列が不正です。");

@@ -233,6 +233,37 @@ TEST_F(MacroOpsTest, ListsSearchAndTrailingBlankLines) {
     EXPECT_EQ(code_of("b.xlsm", "Empty"), "(none)");
 }
 
+TEST_F(MacroOpsTest, ImportsIntoAMacroEnabledWorkbookWithoutAProjectMakeOne) {
+    add("xlsm/cal-issue221.xlsm", "none.xlsm");  // macro-enabled, no project yet
+    add("xlsm/cal-issue221.xlsm", "sheet.xlsm");
+    ASSERT_EQ(modules_of("none.xlsm"), Names{});
+    std::string bas = write("Module1.bas", "Attribute VB_Name = \"集計\"\r\nSub 実行()\r\nEnd Sub\r\n");
+    files_[1].selected = false;
+    ASSERT_TRUE(run("マクロインポート(標準モージュール)", {{"file", bas}}).checked);
+    EXPECT_EQ(modules_of("none.xlsm"), (Names{"ThisWorkbook:100:0", "Sheet1:100:0", "集計:1:2"}));
+    // A sheet import into such a workbook finds the sheet's new module.
+    files_[0].selected = false;
+    files_[1].selected = true;
+    std::string txt = write("code.txt", "Private Sub Worksheet_Activate()\r\nEnd Sub\r\n");
+    auto out = run("マクロインポート(シート)", {{"file", txt}, {"target", "code"}, {"code_name", "Sheet1"}});
+    ASSERT_TRUE(out.checked) << out.check_message;
+    EXPECT_EQ(out.error_text, "");
+    EXPECT_EQ(code_of("sheet.xlsm", "Sheet1"), "Private Sub Worksheet_Activate()\r\nEnd Sub");
+
+    if (std::system("command -v soffice >/dev/null 2>&1") != 0) GTEST_SKIP() << "no soffice";
+    std::string cmd = "/usr/bin/python3 '" + std::string(SHEAFLOW_TEST_DATA_DIR) + "/lo_basic.py' '" +
+                      (dir_ / "in" / "none.xlsm").string() + "' 2>/dev/null";
+    std::string listing;
+    if (FILE* p = ::popen(cmd.c_str(), "r")) {
+        char buf[4096];
+        std::size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) listing.append(buf, n);
+        ::pclose(p);
+    }
+    EXPECT_EQ(listing, "== " + (dir_ / "in" / "none.xlsm").string() +
+                           "\nVBAProject\tSheet1\nVBAProject\tThisWorkbook\nVBAProject\t集計\n");
+}
+
 TEST_F(MacroOpsTest, LibreOfficeOpensTheChangedWorkbooksAndListsTheirModules) {
     if (std::system("command -v soffice >/dev/null 2>&1") != 0) GTEST_SKIP() << "no soffice";
     add("xlsm/sjs-BlankSheetTypes.xlsm", "a.xlsm");

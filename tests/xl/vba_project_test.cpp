@@ -219,5 +219,67 @@ TEST(vba_project, a_signed_project_loses_its_signature_when_changed_and_keeps_it
         EXPECT_EQ(part.find("Signature"), std::string::npos) << part;
 }
 
+TEST(vba_project, a_project_made_from_nothing_is_tied_to_the_sheets_and_follows_them) {
+    EngineTempDir tmp;
+    auto app = xl::native::create_application();
+    // A macro-enabled workbook without a project.
+    auto book = app->workbooks().open(corpus("xlsm/cal-issue221.xlsm"), false);
+    ASSERT_TRUE(book);
+    xl::VBProject* project = *(*book)->vb_project();
+    ASSERT_FALSE(project->exists());
+    ASSERT_TRUE(project->create(nullptr));
+    EXPECT_FALSE(project->create(nullptr));  // only once
+    xl::VBComponents& c = project->vb_components();
+    ASSERT_EQ(c.count(), 2);
+    const std::string sheet_code = (*book)->sheet(1)->code_name();
+    EXPECT_EQ(c.item(1)->name(), "ThisWorkbook");
+    EXPECT_EQ(c.item(2)->name(), sheet_code);
+    EXPECT_EQ(c.item(2)->type(), xl::vbext_ct_Document);
+    ASSERT_TRUE(c.item(2)->code_module().insert_lines(1, "' シートのコード"));
+    write_file(tmp.file("m.bas"), "Attribute VB_Name = \"Module1\"\r\nSub A()\r\nEnd Sub\r\n");
+    ASSERT_TRUE(c.import_file(tmp.file("m.bas")));
+    // A sheet added gets its module, a sheet deleted takes its own along; a sheet copied
+    // brings its code.
+    auto added = (*book)->add_worksheet(nullptr, (*book)->sheet(1));
+    ASSERT_TRUE(added);
+    const std::string added_code = (*added)->code_name();
+    EXPECT_NE(c.item(added_code), nullptr);
+    ASSERT_TRUE((*added)->delete_sheet());
+    EXPECT_EQ(c.item(added_code), nullptr);
+    ASSERT_TRUE((*book)->sheet(1)->copy(nullptr, (*book)->sheet(1)));
+    const std::string copy_code = (*book)->sheet(2)->code_name();
+    ASSERT_NE(c.item(copy_code), nullptr);
+    EXPECT_EQ(c.item(copy_code)->code_module().lines(1, 1), "' シートのコード");
+    ASSERT_TRUE((*book)->save_as(tmp.file("new.xlsm"), xl::xlOpenXMLWorkbookMacroEnabled));
+    (*book)->close();
+
+    // Read back by the independent reader and by the engine, with its part, relationship and
+    // type in the package, and the workbook tied to its module.
+    auto decoded = decode_vba_modules(vba_bin_of(tmp.file("new.xlsm")));
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(decoded->size(), 4u);
+    EXPECT_NE((*decoded)["Module1"].find("Sub A()"), std::string::npos);
+    EXPECT_NE((*decoded)[copy_code].find("VB_Base = \"0{00020820-"), std::string::npos);
+    auto pkg = xl::native::Package::open_file(tmp.file("new.xlsm"));
+    ASSERT_TRUE(pkg);
+    EXPECT_NE((*(*pkg)->read("xl/_rels/workbook.xml.rels")).find("vbaProject.bin"), std::string::npos);
+    EXPECT_NE((*(*pkg)->read("[Content_Types].xml")).find("application/vnd.ms-office.vbaProject"),
+              std::string::npos);
+    EXPECT_NE((*(*pkg)->read("xl/workbook.xml")).find("codeName=\"ThisWorkbook\""), std::string::npos);
+    auto reread = app->workbooks().open(tmp.file("new.xlsm"), true);
+    ASSERT_TRUE(reread);
+    expect_exports_match_decoder(**reread, tmp.file("new.xlsm"), tmp);
+    (*reread)->close();
+
+    // Saved as .xlsx, a workbook holds no project.
+    auto again = app->workbooks().open(tmp.file("new.xlsm"), false);
+    ASSERT_TRUE(again);
+    ASSERT_TRUE((*(*again)->vb_project())->vb_components().item("Module1")->code_module().insert_lines(1, "'"));
+    ASSERT_TRUE((*again)->save_as(tmp.file("plain.xlsx"), xl::xlOpenXMLWorkbook));
+    auto plain = xl::native::Package::open_file(tmp.file("plain.xlsx"));
+    ASSERT_TRUE(plain);
+    for (const std::string& part : (*plain)->part_names()) EXPECT_EQ(part.find("vbaProject"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace sheaflow::testing

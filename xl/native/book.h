@@ -352,6 +352,11 @@ public:
     // changes; nothing to do when the workbook has no project or no such module.
     Result<void> rename_document_module(const std::string& old_code_name,
                                         const std::string& new_code_name);
+    // A sheet came in or went: its document module follows, when the project has been read in
+    // this session (a project not read yet is left as it is).
+    // A copied sheet's module takes the code of its source's module.
+    void document_module_added(const Sheet& sheet, Sheet* source = nullptr);
+    void document_module_removed(const std::string& code_name);
 
 private:
     Book(NativeApplication& app) : app_(app) {}

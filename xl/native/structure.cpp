@@ -191,6 +191,7 @@ Result<Worksheet*> Book::add_worksheet(Worksheet* before, Worksheet* after) {
     auto sheet = std::make_unique<Sheet>(*this, name, part, SheetKind::Worksheet);
     Sheet* raw = sheet.get();
     sheets_.insert(sheets_.begin() + position, std::move(sheet));
+    document_module_added(*raw);
     active_ = raw;
     app_.set_active(this);
     cells_changed();
@@ -213,6 +214,7 @@ Result<void> Sheet::delete_sheet() {
     const int position = b.sheet_position(this);
     const std::vector<std::string> order = sheet_names(b);
     const std::string name = name_;
+    const std::string code = code_name();
 
     // References to the sheet become #REF! (3-D ranges shrink).
     FormulaEdit edit = [&](std::string_view f) { return delete_sheet_in_formula(f, name, order); };
@@ -249,6 +251,7 @@ Result<void> Sheet::delete_sheet() {
     // Last: the book keeps the object so that a caller's pointer stays valid until it closes.
     b.retire(sheets[static_cast<std::size_t>(position)]);
     sheets.erase(sheets.begin() + position);
+    b.document_module_removed(code);
     b.app_properties_stale();
     return {};
 }

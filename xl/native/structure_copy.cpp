@@ -1113,6 +1113,7 @@ Result<Worksheet*> SheetCopy::run() {
     auto sheet = std::make_unique<Sheet>(db_, new_name_, new_part, src_.kind());
     Sheet* raw = sheet.get();
     db_.sheets().insert(db_.sheets().begin() + position_, std::move(sheet));
+    db_.document_module_added(*raw, &src_);
     db_.set_active(raw);
     db_.app().set_active(&db_);
     db_.cells_changed();

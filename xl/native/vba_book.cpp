@@ -8,6 +8,8 @@
 #include "util/file.h"
 #include "util/text.h"
 #include "xl/native/book.h"
+#include "xl/native/content_types.h"
+#include "xl/native/structure_support.h"
 #include "xl/native/vba_project.h"
 
 namespace sheaflow::xl::native {
@@ -109,6 +111,28 @@ public:
     // VBProject
     xl::VBComponents& vb_components() override { return *this; }
     bool exists() const override { return project_.has_value(); }
+    Result<void> create(xl::VBProject* model) override;
+
+    // A sheet came into the workbook (added or copied in) or goes: its document module with it.
+    void sheet_added(const Sheet& sheet, std::vector<std::string> code = {}) {
+        if (!project_ || sheet.code_name().empty() || project_->find(sheet.code_name())) return;
+        std::string_view base = sheet.kind() == SheetKind::Chart ? vba::kChartBase : vba::kWorksheetBase;
+        if (auto m = project_->add_document(sheet.code_name(), base)) {
+            (*m)->code = std::move(code);
+            components_.emplace_back(*this, **m);
+            changed();
+        }
+    }
+    void sheet_removed(const std::string& code_name) {
+        if (!project_ || code_name.empty()) return;
+        vba::Module* m = project_->find(code_name);
+        if (!m || m->type != xl::vbext_ct_Document) return;
+        auto it = std::find_if(components_.begin(), components_.end(),
+                               [&](VbaComponent& c) { return &c.module() == m; });
+        if (!project_->remove(code_name, true)) return;
+        if (it != components_.end()) retired_.splice(retired_.end(), components_, it);
+        changed();
+    }
 
     // VBComponents
     int count() override { return static_cast<int>(components_.size()); }
@@ -122,6 +146,7 @@ public:
         return nullptr;
     }
     Result<xl::VBComponent*> import_file(const std::string& path) override;
+    Result<xl::VBComponent*> copy_from(xl::VBComponent& component) override;
     Result<void> remove(xl::VBComponent& component) override {
         if (!project_) return refused("このブックにはマクロがありません。");
         auto it = std::find_if(components_.begin(), components_.end(),
@@ -143,9 +168,20 @@ public:
     // longer match it.
     Result<void> flush() {
         if (!dirty_ || !project_) return {};
+        // Only a macro-enabled package holds a project: a workbook saved as .xlsx goes without.
+        auto types = book_.content_types();
+        if (!types) return types.error();
+        std::string main = (*types)->type_of(book_.workbook_part_name());
+        if (main != ctype::kWorkbookMacro && main != ctype::kTemplateMacro) return {};
         auto bytes = project_->serialize();
         if (!bytes) return bytes.error();
         Package& pkg = book_.package();
+        if (created_) {
+            book_.workbook_rels().add(rel::kVbaProject,
+                                      relative_target(book_.workbook_part_name(), part_));
+            (*types)->set_override(part_, ctype::kVbaProject);
+            created_ = false;
+        }
         pkg.write(part_, std::move(*bytes));
         std::string rels_part = rels_path_for(part_);
         if (pkg.has(rels_part)) {
@@ -181,7 +217,40 @@ private:
     std::list<VbaComponent> components_;
     std::list<VbaComponent> retired_;  // removed components: callers may still hold them
     bool dirty_ = false;
+    bool created_ = false;  // made here: the part, its relationship and its type are still to come
 };
+
+Result<void> VbaBinding::create(xl::VBProject* model) {
+    if (project_) return refused("このブックには既に VBA プロジェクトがあります。");
+    const vba::Project* base = nullptr;
+    if (auto* other = dynamic_cast<VbaBinding*>(model); other && other->exists())
+        base = &other->project();
+    // Modules are named by code names: every sheet and the workbook get one first.
+    for (auto& sheet : book_.sheets()) {
+        if (sheet->kind() != SheetKind::Worksheet && sheet->kind() != SheetKind::Chart) continue;
+        if (sheet->code_name().empty())
+            if (auto r = sheet->set_code_name(structure::new_code_name(book_)); !r) return r;
+    }
+    std::string workbook = book_.workbook_part().code_name();
+    if (workbook.empty()) {
+        workbook = "ThisWorkbook";
+        book_.workbook_part().set_code_name(workbook);
+    }
+    project_ = vba::Project::create(base);
+    if (auto m = project_->add_document(workbook, vba::kWorkbookBase); !m) {
+        project_.reset();
+        return m.error();
+    }
+    components_.emplace_back(*this, project_->modules().back());
+    for (auto& sheet : book_.sheets())
+        if (sheet->kind() == SheetKind::Worksheet || sheet->kind() == SheetKind::Chart)
+            sheet_added(*sheet);
+    std::string folder = book_.workbook_part_name().substr(0, book_.workbook_part_name().rfind('/') + 1);
+    part_ = folder + "vbaProject.bin";
+    created_ = true;
+    changed();
+    return {};
+}
 
 void VbaComponent::changed() {
     module_->changed = true;
@@ -297,8 +366,23 @@ Result<xl::VBComponent*> VbaBinding::import_file(const std::string& path) {
     return static_cast<xl::VBComponent*>(&components_.back());
 }
 
+Result<xl::VBComponent*> VbaBinding::copy_from(xl::VBComponent& component) {
+    if (!project_) return refused("このブックには VBA プロジェクトがありません。");
+    auto* from = dynamic_cast<VbaComponent*>(&component);
+    if (!from) return refused("そのモジュールはコピーできません。");
+    const vba::Module& m = from->module();
+    if (m.type != xl::vbext_ct_StdModule && m.type != xl::vbext_ct_ClassModule)
+        return refused("モジュール「" + m.name + "」は標準モジュールでもクラスモジュールでもないため、コピーできません。");
+    auto added = project_->add(m.type, m.name, m.attributes, m.code);
+    if (!added) return added.error();
+    components_.emplace_back(*this, **added);
+    changed();
+    return static_cast<xl::VBComponent*>(&components_.back());
+}
+
 Result<xl::VBProject*> Book::vb_project() {
-    if (format_ != Format::Package)
+    // A new workbook is a package until it is saved: it may be given a project.
+    if (format_ == Format::Csv)
         return Error::make(Error::Code::Unsupported, "このファイル形式にはマクロがありません。", full_name());
     if (!vba_) {
         std::string part;
@@ -326,6 +410,25 @@ Result<void> Book::rename_document_module(const std::string& old_code_name,
     if (auto r = vba_->project().rename(old_code_name, new_code_name); !r) return r;
     vba_->changed();
     return {};
+}
+
+void Book::document_module_added(const Sheet& sheet, Sheet* source) {
+    if (!vba_ || !vba_->exists()) return;
+    std::vector<std::string> code;
+    if (source) {
+        // The source's project is read only now that its code has somewhere to go; a project
+        // that cannot be read leaves the copy's module empty.
+        Book& from = static_cast<Book&>(source->parent());
+        if (auto project = from.vb_project(); project && from.vba_->exists())
+            if (vba::Module* m = from.vba_->project().find(source->code_name());
+                m && m->type == xl::vbext_ct_Document && !source->code_name().empty())
+                code = m->code;
+    }
+    vba_->sheet_added(sheet, std::move(code));
+}
+
+void Book::document_module_removed(const std::string& code_name) {
+    if (vba_) vba_->sheet_removed(code_name);
 }
 
 Result<void> Book::flush_vba() { return vba_ ? vba_->flush() : Result<void>(); }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <random>
 #include <set>
 
 #include "util/text.h"
@@ -172,6 +173,54 @@ std::optional<std::string> unveil(std::string_view quoted) {
         data.push_back(static_cast<char>(*p));
     }
     return data;
+}
+
+// The light obfuscation of the CMG, DPB and GC values, the inverse of `unveil`. `key` is the
+// sum of the bytes of the project's ID line value; `seed` any byte.
+std::string veil(std::string_view data, unsigned key, unsigned seed) {
+    std::string b;
+    b.push_back(static_cast<char>(seed));
+    b.push_back(static_cast<char>(seed ^ 2));
+    b.push_back(static_cast<char>(seed ^ key));
+    unsigned enc1 = (seed ^ key) & 0xFF, enc2 = (seed ^ 2) & 0xFF, plain1 = key & 0xFF;
+    auto put = [&](unsigned p) {
+        unsigned e = (p ^ ((enc2 + plain1) & 0xFF)) & 0xFF;
+        b.push_back(static_cast<char>(e));
+        enc2 = enc1;
+        enc1 = e;
+        plain1 = p & 0xFF;
+    };
+    for (unsigned i = 0; i < (seed & 6) / 2; ++i) put(0);
+    const auto length = static_cast<std::uint32_t>(data.size());
+    for (int i = 0; i < 4; ++i) put(length >> (8 * i) & 0xFF);
+    for (char c : data) put(static_cast<unsigned char>(c));
+    static const char* const kHex = "0123456789ABCDEF";
+    std::string out = "\"";
+    for (char c : b) {
+        out.push_back(kHex[static_cast<unsigned char>(c) >> 4]);
+        out.push_back(kHex[static_cast<unsigned char>(c) & 15]);
+    }
+    return out + "\"";
+}
+
+Record record(std::uint16_t id, std::string data) { return {id, std::move(data)}; }
+std::string u16_bytes(unsigned v) {
+    std::string out;
+    put16(out, v);
+    return out;
+}
+std::string u32_bytes(std::uint32_t v) {
+    std::string out;
+    put32(out, v);
+    return out;
+}
+
+// A registered type library reference: its name (MBCS and UTF-16) and its LibidReference.
+void add_reference(std::vector<Record>& head, const std::string& name, const std::string& libid) {
+    head.push_back(record(0x0016, name));
+    head.push_back(record(0x003E, utf16le(name)));
+    head.push_back(record(0x000D, u32_bytes(static_cast<std::uint32_t>(libid.size())) + libid +
+                                      u32_bytes(0) + u16_bytes(0)));
 }
 
 Error refused(const std::string& why, const std::string& display) {
@@ -395,6 +444,81 @@ Result<Project> Project::parse(std::string_view bin, const std::string& display)
     return p;
 }
 
+Project Project::create(const Project* model) {
+    Project p;
+    p.root_.name = "Root Entry";
+    p.root_.storage = true;
+    auto node = [](const char* name, bool storage) {
+        cfb::Node n;
+        n.name = name;
+        n.storage = storage;
+        return n;
+    };
+    cfb::Node vba = node("VBA", true);
+    vba.children.push_back(node("_VBA_PROJECT", false));
+    vba.children.push_back(node("dir", false));
+    p.root_.children.push_back(std::move(vba));
+    p.root_.children.push_back(node("PROJECT", false));
+    p.root_.children.push_back(node("PROJECTwm", false));
+    if (model) {
+        p.code_page_ = model->code_page_;
+        p.head_ = model->head_;
+    } else {
+        p.code_page_ = 932;
+        auto& h = p.head_;
+        h.push_back(record(0x0001, u32_bytes(1)));       // SYSKIND: 32-bit Windows
+        h.push_back(record(0x0002, u32_bytes(0x409)));   // LCID
+        h.push_back(record(0x0014, u32_bytes(0x409)));   // LCIDINVOKE
+        h.push_back(record(kProjectCodePage, u16_bytes(932)));
+        h.push_back(record(0x0004, "VBAProject"));
+        h.push_back(record(0x0005, ""));
+        h.push_back(record(0x0040, ""));
+        h.push_back(record(0x0006, ""));
+        h.push_back(record(0x003D, ""));
+        h.push_back(record(0x0007, u32_bytes(0)));
+        h.push_back(record(0x0008, u32_bytes(0)));
+        h.push_back(record(kProjectVersion, u32_bytes(1) + u16_bytes(0)));
+        h.push_back(record(0x000C, ""));
+        h.push_back(record(0x003C, ""));
+        add_reference(h, "stdole",
+                      "*\\G{00020430-0000-0000-C000-000000000046}#2.0#0#"
+                      "C:\\Windows\\System32\\stdole2.tlb#OLE Automation");
+        add_reference(h, "Office",
+                      "*\\G{2DF8D04C-5BFA-101B-BDE5-00AA0044DE52}#2.0#0#"
+                      "C:\\Program Files\\Common Files\\Microsoft Shared\\OFFICE16\\MSO.DLL#"
+                      "Microsoft Office 16.0 Object Library");
+    }
+    // A fresh project id; the protection values say "not protected, visible".
+    std::random_device rd;
+    static const char* const kHex = "0123456789ABCDEF";
+    std::string id = "{";
+    for (int i = 0; i < 32; ++i) {
+        if (i == 8 || i == 12 || i == 16 || i == 20) id += '-';
+        id += kHex[rd() & 15];
+    }
+    id += "}";
+    unsigned key = 0;
+    for (char c : id) key += static_cast<unsigned char>(c);
+    std::string name = "VBAProject";
+    for (const Record& r : p.head_)
+        if (r.id == 0x0004 && !r.data.empty()) name = r.data;
+    p.project_lines_ = {
+        "ID=\"" + id + "\"",
+        "Name=\"" + name + "\"",
+        "HelpContextID=\"0\"",
+        "VersionCompatible32=\"393222000\"",
+        "CMG=" + veil(std::string(4, '\0'), key, rd() & 0xFF),
+        "DPB=" + veil(std::string(1, '\0'), key, rd() & 0xFF),
+        "GC=" + veil(std::string(1, '\xFF'), key, rd() & 0xFF),
+        "",
+        "[Host Extender Info]",
+        "&H00000001={3832D640-CF90-11CF-8E43-00A0C911005A};VBE;&H00000000",
+        "",
+        "[Workspace]",
+    };
+    return p;
+}
+
 Module* Project::find(std::string_view name) {
     for (Module& m : modules_)
         if (same_name(m.name, name)) return &m;
@@ -410,6 +534,25 @@ Result<Module*> Project::add(int type, const std::string& name, std::vector<std:
                              std::vector<std::string> code) {
     if (type != 1 && type != 2)
         return Error::make(Error::Code::Refused, "標準モジュールとクラスモジュールだけを追加できます。");
+    return insert(type, name, std::move(attributes), std::move(code));
+}
+
+Result<Module*> Project::add_document(const std::string& name, std::string_view base) {
+    std::vector<std::string> attributes = {
+        "Attribute VB_Name = \"" + name + "\"",
+        "Attribute VB_Base = \"" + std::string(base) + "\"",
+        "Attribute VB_GlobalNameSpace = False",
+        "Attribute VB_Creatable = False",
+        "Attribute VB_PredeclaredId = True",
+        "Attribute VB_Exposed = True",
+        "Attribute VB_TemplateDerived = False",
+        "Attribute VB_Customizable = True",
+    };
+    return insert(100, name, std::move(attributes), {});
+}
+
+Result<Module*> Project::insert(int type, const std::string& name,
+                                std::vector<std::string> attributes, std::vector<std::string> code) {
     if (std::string why = module_name_problem(name); !why.empty())
         return Error::make(Error::Code::Refused, "モジュール名「" + name + "」: " + why);
     if (decode(encode(name)) != name)
@@ -438,23 +581,24 @@ Result<Module*> Project::add(int type, const std::string& name, std::vector<std:
     m.code = std::move(code);
     m.changed = true;
     // Its PROJECT line goes after the other modules' lines.
-    std::size_t at = project_lines_.empty() ? 0 : 1;
+    std::size_t at = 0;
     for (std::size_t i = 0; i < project_lines_.size(); ++i) {
         if (!project_lines_[i].empty() && project_lines_[i][0] == '[') break;
-        if (module_line(project_lines_[i])) at = i + 1;
+        if (module_line(project_lines_[i]) || starts_with_ci(project_lines_[i], "ID=")) at = i + 1;
     }
+    const std::string key = type == 100 ? "Document=" : type == 1 ? "Module=" : "Class=";
     project_lines_.insert(project_lines_.begin() + static_cast<std::ptrdiff_t>(at),
-                          std::string(type == 1 ? "Module=" : "Class=") + encode(name));
+                          key + encode(name) + (type == 100 ? "/&H00000000" : ""));
     modules_.push_back(std::move(m));
     return &modules_.back();
 }
 
-Result<void> Project::remove(std::string_view name) {
+Result<void> Project::remove(std::string_view name, bool document) {
     auto it = std::find_if(modules_.begin(), modules_.end(),
                            [&](const Module& m) { return same_name(m.name, name); });
     if (it == modules_.end())
         return Error::make(Error::Code::NotFound, "モジュール「" + std::string(name) + "」がありません。");
-    if (it->type == 100)
+    if (it->type == 100 && !document)
         return Error::make(Error::Code::Refused,
                            "シートと ThisWorkbook のモジュールは削除できません。");
     std::string mbcs = encode(it->name);

@@ -40,6 +40,10 @@ class Project {
 public:
     // Reads vbaProject.bin; `display` names it in messages.
     static Result<Project> parse(std::string_view bin, const std::string& display);
+    // A project made from nothing, as the editor makes one for a workbook: no modules yet, the
+    // references to OLE Automation and the Office library. With a model, its code page, its
+    // project information and its references are taken instead.
+    static Project create(const Project* model = nullptr);
 
     // The project written again (only call after a change).
     Result<std::string> serialize() const;
@@ -55,7 +59,11 @@ public:
     // Edits. Names are checked as the editor checks them.
     Result<Module*> add(int type, const std::string& name, std::vector<std::string> attributes,
                         std::vector<std::string> code);
-    Result<void> remove(std::string_view name);
+    // The document module of the workbook or of a sheet, with the attributes the editor gives
+    // one (`base` is the class of its object: kWorkbookBase, kWorksheetBase, kChartBase).
+    Result<Module*> add_document(const std::string& name, std::string_view base);
+    // Document modules go only with `document` (their sheet went).
+    Result<void> remove(std::string_view name, bool document = false);
     Result<void> rename(std::string_view old_name, const std::string& new_name);
 
     // Module source text from and to the project's code page.
@@ -65,6 +73,9 @@ public:
     std::string source_bytes(const Module& m) const;
 
 private:
+    Result<Module*> insert(int type, const std::string& name, std::vector<std::string> attributes,
+                           std::vector<std::string> code);
+
     cfb::Node root_;
     std::vector<Record> head_;  // information and reference records
     std::uint16_t cookie_ = 0xFFFF;
@@ -72,6 +83,10 @@ private:
     std::vector<std::string> project_lines_;  // PROJECT stream, MBCS lines without CR LF
     int code_page_ = 1252;
 };
+
+inline constexpr std::string_view kWorkbookBase = "0{00020819-0000-0000-C000-000000000046}";
+inline constexpr std::string_view kWorksheetBase = "0{00020820-0000-0000-C000-000000000046}";
+inline constexpr std::string_view kChartBase = "0{00020821-0000-0000-C000-000000000046}";
 
 // "Name is a valid module name": a letter first, then letters, digits and underscores, at most 31
 // characters. The message tells what is wrong ("" when valid).

@@ -96,6 +96,15 @@ std::string WorkbookPart::code_name() const {
     return xml::child(root(), "workbookPr").attribute("codeName").value();
 }
 
+void WorkbookPart::set_code_name(const std::string& name) {
+    pugi::xml_node pr = xml::child(root(), "workbookPr");
+    if (!pr) pr = insert_in_order("workbookPr");
+    pugi::xml_attribute a = pr.attribute("codeName");
+    if (!a) a = pr.append_attribute("codeName");
+    a.set_value(name.c_str());
+    dirty_ = true;
+}
+
 void WorkbookPart::set_full_calc_on_load() {
     pugi::xml_node calc = xml::child(root(), "calcPr");
     if (!calc) calc = insert_in_order("calcPr");

@@ -34,6 +34,8 @@ public:
     // workbookProtection lockStructure: sheets may not be added, removed, moved or renamed.
     bool structure_locked() const;
     std::string code_name() const;
+    // The codeName of <workbookPr>, which ties the workbook to its document module.
+    void set_code_name(const std::string& name);
     // Sets calcPr fullCalcOnLoad="1" (calcPr created in its place when missing).
     void set_full_calc_on_load();
 
