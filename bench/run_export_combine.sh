@@ -23,6 +23,7 @@ PEERS=${PEERS:-$(up peers)}
 export NODE_PATH="$PEERS/node_modules"
 WORK=${WORK:-/tmp/sheaflow-bench-export-combine}
 WHICH=${1:-both}
+JOBS=${JOBS:-a d}      # which of the two jobs to run
 [ -x "$SHEAFLOW" ] || { echo "no $SHEAFLOW: run sh scripts/build first" >&2; exit 2; }
 mkdir -p "$WORK"
 FLOOR="$WORK/bench_floor"
@@ -60,6 +61,7 @@ one_size() {
     size=$1 books=$2 rows=$3
     IN="$WORK/$size/in"
     [ -d "$IN" ] || node "$SHARED_BENCH/gen-workload.js" "$IN" "$books" "$rows" >/dev/null
+    case " $JOBS " in *" a "*) ;; *) combine_job "$size"; return ;; esac
     # (a) every sheet to CSV
     RESULTS="$WORK/$size-a.txt"; : >"$RESULTS"
     measure floor "$FLOOR" "$IN"/*.xlsx
@@ -74,14 +76,21 @@ one_size() {
         rm -rf "$WORK/$size/csv-lo"; measure libreoffice sh "$SHARED_BENCH/peers/lo_convert.sh" "$IN" "$WORK/$size/csv-lo"; fi
     report "(a) every sheet to CSV, $size ($books books x 3 sheets x $rows rows); base = sheaflow" sheaflow
     echo "  CSV files: sheaflow $(ls "$WORK/$size/csv-sf" | wc -l)"
+    case " $JOBS " in *" d "*) combine_job "$size" ;; esac
+}
 
-    # (d) combine every book into one
+# (d) combine every book into one
+combine_job() {
+    size=$1
+    IN="$WORK/$size/in"
     RESULTS="$WORK/$size-d.txt"; : >"$RESULTS"
     rm -rf "$WORK/$size/comb-sf"; mkdir -p "$WORK/$size/comb-sf"
     measure sheaflow "$SHEAFLOW" run ファイル すべてのファイルを１つのファイルにまとめる --folder "$IN" --yes \
         --param-dir "$WORK/params" --set "folder=$WORK/$size/comb-sf"
-    [ $HAVE_EXCELJS = 1 ] && measure exceljs node "$SHARED_BENCH/peers/exceljs.js" combine "$IN" "$WORK/$size/comb-ej.xlsx"
-    [ $HAVE_SHEETJS = 1 ] && measure sheetjs node "$SHARED_BENCH/peers/sheetjs.js" combine "$IN" "$WORK/$size/comb-sj.xlsx"
+    if [ $HAVE_EXCELJS = 1 ]; then
+        measure exceljs node "$SHARED_BENCH/peers/exceljs.js" combine "$IN" "$WORK/$size/comb-ej.xlsx"; fi
+    if [ $HAVE_SHEETJS = 1 ]; then
+        measure sheetjs node "$SHARED_BENCH/peers/sheetjs.js" combine "$IN" "$WORK/$size/comb-sj.xlsx"; fi
     if [ $HAVE_UNO = 1 ] && { [ "$size" = small ] || [ "${LO_LARGE:-0}" = 1 ]; }; then
         measure libreoffice /usr/bin/python3 "$SHARED_BENCH/peers/lo_uno.py" combine "$IN" "$WORK/$size/comb-lo.xlsx"; fi
     report "(d) combine into one workbook, $size; base = sheaflow" sheaflow

@@ -177,6 +177,23 @@ TEST_F(MacroOpsTest, SheetCodeGoesInAndComesOutWithoutHeaders) {
               "エクスポート先ディレクトリが不明です。");
 }
 
+TEST_F(MacroOpsTest, AFormIsExportedWithItsDesignerBesideIt) {
+    add("xlsm/sjs-BlankSheetTypes.xlsm", "a.xlsm");
+    auto out = run("マクロエクスポート（すべて）", {{"folder", (dir_ / "out").string()}});
+    ASSERT_TRUE(out.checked) << out.check_message;
+    EXPECT_EQ(out.error_text, "");
+    const fs::path frm = dir_ / "out" / "a_フォームモジュール_UserForm1.frm";
+    const std::string text = slurp(frm);
+    EXPECT_EQ(text.rfind("VERSION 5.00\r\n", 0), 0u) << text;
+    EXPECT_NE(text.find("OleObjectBlob   =   \"" + text::to_cp932("a_フォームモジュール_UserForm1.frx") +
+                        "\":0000\r\n"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("Attribute VB_Name = \"UserForm1\""), std::string::npos) << text;
+    // The designer is a compound file of its own.
+    EXPECT_EQ(slurp(dir_ / "out" / "a_フォームモジュール_UserForm1.frx").rfind("\xD0\xCF\x11\xE0", 0), 0u);
+}
+
 TEST_F(MacroOpsTest, DeletionsAndRenameChangeExactlyWhatTheySay) {
     add("xlsm/sjs-BlankSheetTypes.xlsm", "a.xlsm");
     add("xlsm/cal-issue281.xlsm", "b.xlsm");

@@ -84,7 +84,21 @@ void expect_exports_match_decoder(xl::Workbook& book, const std::string& path,
     for (int i = 1; i <= c.count(); ++i) {
         xl::VBComponent* m = c.item(i);
         if (m->type() == xl::vbext_ct_MSForm) {
-            EXPECT_FALSE(m->export_file(tmp.file("form.frm")));
+            // The designer's properties with the blob's line, then the source; the designer's
+            // storage beside it as a compound file.
+            ASSERT_TRUE(m->export_file(tmp.file("フォーム.frm"))) << m->name();
+            const std::string frm = read_file(tmp.file("フォーム.frm"));
+            EXPECT_EQ(frm.rfind("VERSION 5.00\r\nBegin {C62A69F0-16DC-11CE-9E98-00AA00574A4F} " + m->name(), 0), 0u) << frm;
+            const std::string blob = "   OleObjectBlob   =   \"\x83t\x83H\x81[\x83\x80.frx\":0000\r\n";
+            EXPECT_NE(frm.find("ClientWidth"), std::string::npos) << frm;
+            EXPECT_LT(frm.find("ClientWidth"), frm.find(blob)) << frm;
+            EXPECT_LT(frm.find(blob), frm.find("StartUpPosition")) << frm;
+            EXPECT_NE(frm.find("End\r\n" + (*decoded)[m->name()]), std::string::npos) << frm;
+            auto frx = xl::native::cfb::read(read_file(tmp.file("フォーム.frx")), "frx");
+            ASSERT_TRUE(frx) << m->name();
+            EXPECT_NE(frx->child("f"), nullptr);
+            EXPECT_NE(frx->child("o"), nullptr);
+            EXPECT_EQ(frx->child("\x03VBFrame"), nullptr);
             continue;
         }
         std::string out = tmp.file(m->name() + ".txt");

@@ -273,9 +273,20 @@ Result<void> VbaComponent::export_file(const std::string& path) {
         case xl::vbext_ct_Document:
             bytes = "VERSION 1.0 CLASS\r\nBEGIN\r\n  MultiUse = -1  'True\r\nEND\r\n";
             break;
+        case xl::vbext_ct_MSForm: {
+            // The designer goes beside it as <same name>.frx, which the .frm names.
+            const std::size_t slash = path.rfind('/');
+            const std::size_t dot = path.rfind('.');
+            const bool has_ext = dot != std::string::npos && (slash == std::string::npos || dot > slash);
+            const std::string frx = (has_ext ? path.substr(0, dot) : path) + ".frx";
+            auto files = binding_.project().form_files(
+                *module_, slash == std::string::npos ? frx : frx.substr(slash + 1));
+            if (!files) return files.error();
+            if (auto r = file::write_all(frx, files->frx); !r) return r;
+            return file::write_all(path, files->frm);
+        }
         default:
-            return refused("フォーム「" + module_->name +
-                           "」はエクスポートできません（フォームの画面定義を書き出せないため）。");
+            return refused("デザイナー「" + module_->name + "」はエクスポートできません。");
     }
     bytes += binding_.project().source_bytes(*module_);
     return file::write_all(path, bytes);

@@ -501,7 +501,8 @@ Project Project::create(const Project* model) {
     for (char c : id) key += static_cast<unsigned char>(c);
     std::string name = "VBAProject";
     for (const Record& r : p.head_)
-        if (r.id == 0x0004 && !r.data.empty()) name = r.data;
+        if (r.id == 0x0004 && !r.data.empty() && r.data.find_first_of("\r\n\"") == std::string::npos)
+            name = r.data;
     p.project_lines_ = {
         "ID=\"" + id + "\"",
         "Name=\"" + name + "\"",
@@ -517,6 +518,45 @@ Project Project::create(const Project* model) {
         "[Workspace]",
     };
     return p;
+}
+
+Result<Project::FormFiles> Project::form_files(const Module& m, const std::string& frx_name) const {
+    const cfb::Node* designer = root_.child(m.stream_name);
+    const cfb::Node* frame = designer ? designer->child("\x03VBFrame") : nullptr;
+    if (!designer || !designer->storage || !frame || frame->storage)
+        return Error::make(Error::Code::Unsupported,
+                           "フォーム「" + m.name + "」の画面定義がないため、エクスポートできません。");
+    // The top-level properties of the frame stand in alphabetical order between its Begin line
+    // and its End line; the blob's line takes its place among them.
+    std::vector<std::string> lines = split_lines(frame->data);
+    std::size_t begin = 0;
+    while (begin < lines.size() && !starts_with_ci(text::trim(lines[begin]), "Begin ")) ++begin;
+    if (begin == lines.size())
+        return Error::make(Error::Code::Unsupported,
+                           "フォーム「" + m.name + "」の画面定義を読めないため、エクスポートできません。");
+    std::string key = "OleObjectBlob";
+    std::size_t at = begin + 1;
+    while (at < lines.size()) {
+        std::string t = text::trim(lines[at]);
+        if (same_name(t, "End") || starts_with_ci(t, "Begin ")) break;
+        std::string name = text::trim(t.substr(0, t.find('=')));
+        if (text::upper(name) > text::upper(key)) break;
+        ++at;
+    }
+    // The file name is written as a Japanese system writes file names in text, in CP932.
+    std::string blob = "   " + key + std::string(16 - key.size(), ' ') + "=   \"" +
+                       text::to_cp932(frx_name, '?') + "\":0000";
+    lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(at), blob);
+    FormFiles out;
+    for (const std::string& line : lines) out.frm += line + "\r\n";
+    out.frm += source_bytes(m);
+    cfb::Node storage = *designer;
+    storage.name = "Root Entry";
+    storage.remove("\x03VBFrame");
+    auto bytes = cfb::write(storage);
+    if (!bytes) return bytes.error();
+    out.frx = std::move(*bytes);
+    return out;
 }
 
 Module* Project::find(std::string_view name) {

@@ -71,6 +71,14 @@ public:
     std::string encode(std::string_view utf8) const;
     // The source bytes of a module as they are stored (attribute lines included, CR LF).
     std::string source_bytes(const Module& m) const;
+    // The module file of a form as the editor exports it: the designer's properties (its
+    // \x03VBFrame text) with an OleObjectBlob line naming `frx_name`, then the source; and the
+    // .frx, the rest of the designer's storage as a compound file of its own.
+    struct FormFiles {
+        std::string frm;
+        std::string frx;
+    };
+    Result<FormFiles> form_files(const Module& m, const std::string& frx_name) const;
 
 private:
     Result<Module*> insert(int type, const std::string& name, std::vector<std::string> attributes,
