@@ -39,7 +39,7 @@ measure() {
         /User time/ { u = $NF } /System time/ { s = $NF } /Maximum resident/ { m = $NF }
         END { printf "%s %.2f %.2f %.0f\n", n, w, u + s, m / 1024 }' "$WORK/time.txt" >>"$RESULTS"
 }
-measure sheaflow "$SHEAFLOW" run ツール マクロエクスポート --folder "$WORK/in" --yes \
+measure sheaflow "$SHEAFLOW" run ツール "マクロエクスポート（すべて）" --folder "$WORK/in" --yes \
     --param-dir "$WORK/params" --set "folder=$WORK/out"
 if command -v soffice >/dev/null && /usr/bin/python3 -c 'import uno' 2>/dev/null; then
     measure libreoffice /usr/bin/python3 "$ROOT/tests/data/lo_basic.py" "$WORK"/in/*.xlsm
