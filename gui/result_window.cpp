@@ -15,6 +15,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMessageBox>
+#include <QPixmap>
 #include <QPlainTextEdit>
 #include <QPrintDialog>
 #include <QPrinter>
@@ -38,6 +39,9 @@
 namespace sheaflow::gui {
 
 namespace {
+
+// The largest picture the grid shows in a cell.
+const QSize kThumbnail(240, 120);
 
 // A font in which a full-width character is exactly two half-width ones, so that the
 // fixed-width rendering lines up; IPA Gothic is such a font and carries the Japanese glyphs.
@@ -230,13 +234,27 @@ void ResultWindow::showGrid(const report::Page& page) {
     grid_model_->setHorizontalHeaderLabels(titles);
     for (int r = page.first; r <= page.last; ++r) {
         QList<QStandardItem*> row;
-        for (int c = 0; c < columns; ++c) row << new QStandardItem(qs(shown_.cell(r, c)));
+        for (int c = 0; c < columns; ++c) {
+            auto* item = new QStandardItem(qs(shown_.cell(r, c)));
+            // A row's picture is shown small where the row reads "(画像)".
+            const std::string* png = shown_.picture(r);
+            if (png && shown_.cell(r, c) == report::ResultTable::kPictureText) {
+                QPixmap picture;
+                if (picture.loadFromData(reinterpret_cast<const uchar*>(png->data()),
+                                         static_cast<uint>(png->size()), "PNG"))
+                    item->setData(picture.scaled(kThumbnail, Qt::KeepAspectRatio,
+                                                 Qt::SmoothTransformation),
+                                  Qt::DecorationRole);
+            }
+            row << item;
+        }
         row.front()->setData(r, Qt::UserRole);  // the table row, whatever the sort
         grid_model_->appendRow(row);
     }
     grid_->setSortingEnabled(true);
     grid_->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
     grid_->resizeColumnsToContents();
+    grid_->resizeRowsToContents();
 }
 
 QString ResultWindow::workbookAt(int table_row) const {
@@ -337,6 +355,50 @@ void ResultWindow::saveAsWorkbook() {
     say(this, saveTable(path));
 }
 
+std::string ResultWindow::placePictures(xl::Worksheet& sheet, std::int32_t first_row) const {
+    // Each picture goes into its "(画像)" cell at its own size, shrunk to at most 600 × 409
+    // points (a row's greatest height); its column is widened and its row heightened to hold it
+    // first, since the anchor is measured in cells.
+    constexpr double kMaxWidth = 600, kMaxHeight = 409;
+    struct Placed {
+        const std::string* png;
+        xl::CellRef at;
+        double width, height;
+    };
+    std::vector<Placed> placed;
+    double column_points[report::ResultTable::kColumns] = {};
+    for (int r = 0; r <= shown_.last_row(); ++r) {
+        const std::string* png = shown_.picture(r);
+        auto size = png ? report::png_size(*png) : std::nullopt;
+        if (!size) continue;
+        for (int c = 0; c < report::ResultTable::kColumns; ++c) {
+            if (shown_.cell(r, c) != report::ResultTable::kPictureText) continue;
+            double w = size->first * 0.75, h = size->second * 0.75;  // 96 pixels an inch
+            const double shrink = std::min({1.0, kMaxWidth / w, kMaxHeight / h});
+            placed.push_back({png, {first_row + r, c + 1}, w * shrink, h * shrink});
+            column_points[c] = std::max(column_points[c], w * shrink);
+            break;
+        }
+    }
+    for (int c = 0; c < report::ResultTable::kColumns; ++c) {
+        if (column_points[c] == 0) continue;
+        xl::LineFormatChange width;  // characters of 7 pixels, plus 5 pixels of padding
+        width.size = std::min(255.0, (column_points[c] / 0.75 + 5) / 7 + 1);
+        if (auto ok = sheet.format_lines(xl::Axis::Columns, {{c + 1, c + 1}}, width); !ok)
+            return ok.error().message;
+    }
+    for (const Placed& p : placed) {
+        xl::LineFormatChange height;
+        height.size = std::min(kMaxHeight, p.height + 2);
+        if (auto ok = sheet.format_lines(xl::Axis::Rows, {{p.at.row, p.at.row}}, height); !ok)
+            return ok.error().message;
+    }
+    for (const Placed& p : placed)
+        if (auto ok = sheet.add_picture(*p.png, p.at, p.width, p.height); !ok)
+            return ok.error().message;
+    return {};
+}
+
 QString ResultWindow::saveTable(const QString& path) {
     if (!make_application_) return QStringLiteral("ブックを作成できません。");
     std::unique_ptr<xl::Application> app = make_application_();
@@ -361,7 +423,9 @@ QString ResultWindow::saveTable(const QString& path) {
         ++row;
     };
     if (titled) put(shown_.titles());
+    const std::int32_t first_row = row;
     for (const report::ResultTable::Row& r : shown_.rows()) put(r);
+    if (failure.empty()) failure = placePictures(*sheet, first_row);
     Result<void> saved = failure.empty() ? book->save_as(ss(path), xl::xlOpenXMLWorkbook)
                                          : Result<void>(Error::failed(failure));
     book->close();

@@ -23,6 +23,10 @@ class QStandardItemModel;
 class QTableView;
 class QPrinter;
 
+namespace sheaflow::xl {
+class Worksheet;
+}
+
 namespace sheaflow::gui {
 
 class ResultWindow : public QWidget {
@@ -74,6 +78,8 @@ private:
     void rebuildPages();
     void render();
     void showGrid(const report::Page& page);
+    // Puts the rows' pictures into the saved table (rows from `first_row`); "" or the error.
+    std::string placePictures(xl::Worksheet& sheet, std::int32_t first_row) const;
     Format format() const;
 
     run::ApplicationFactory make_application_;

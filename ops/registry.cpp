@@ -23,6 +23,7 @@ const TableFn kTables[] = {
     conditional_format_procedures,
     comment_procedures,
     formula_list_procedures,
+    picture_procedures,
     formula_analysis_procedures,
     value_sum_procedures,
     sheet_procedures,

@@ -37,6 +37,7 @@ std::span<const Procedures> hyperlink_procedures();
 std::span<const Procedures> conditional_format_procedures();
 std::span<const Procedures> comment_procedures();
 std::span<const Procedures> formula_list_procedures();
+std::span<const Procedures> picture_procedures();
 std::span<const Procedures> formula_analysis_procedures();
 std::span<const Procedures> value_sum_procedures();
 std::span<const Procedures> sheet_procedures();

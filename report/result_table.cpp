@@ -1,5 +1,7 @@
 #include "report/result_table.h"
 
+#include <cstdint>
+
 namespace sheaflow::report {
 
 ResultTable::ResultTable(std::function<void(const std::string&)> on_full)
@@ -9,6 +11,7 @@ void ResultTable::clear() {
     rows_.clear();
     titles_.clear();
     sources_.clear();
+    pictures_.clear();
 }
 
 void ResultTable::new_row() {
@@ -33,6 +36,32 @@ void ResultTable::set_row_source(int row, std::string folder) {
     if (row < 0 || row >= static_cast<int>(rows_.size())) return;
     sources_.resize(rows_.size());
     sources_[static_cast<std::size_t>(row)] = std::move(folder);
+}
+
+void ResultTable::set_picture(std::shared_ptr<const std::string> png) {
+    if (rows_.empty()) return;
+    pictures_.resize(rows_.size());
+    pictures_.back() = std::move(png);
+}
+
+const std::string* ResultTable::picture(int row) const {
+    if (row < 0 || row >= static_cast<int>(pictures_.size()) || row >= static_cast<int>(rows_.size()))
+        return nullptr;
+    return pictures_[static_cast<std::size_t>(row)].get();
+}
+
+std::optional<std::pair<int, int>> png_size(std::string_view png) {
+    // The signature, then the IHDR chunk: length, type, width and height (big-endian).
+    if (png.size() < 24 || png.substr(0, 8) != "\x89PNG\r\n\x1a\n" || png.substr(12, 4) != "IHDR")
+        return std::nullopt;
+    auto number = [&](std::size_t at) {
+        std::uint32_t v = 0;
+        for (std::size_t i = 0; i < 4; ++i) v = (v << 8) | static_cast<unsigned char>(png[at + i]);
+        return v;
+    };
+    const std::uint32_t w = number(16), h = number(20);
+    if (w == 0 || h == 0 || w > 1u << 20 || h > 1u << 20) return std::nullopt;
+    return std::pair<int, int>(static_cast<int>(w), static_cast<int>(h));
 }
 
 void ResultTable::set(int col, std::string text) {

@@ -4,7 +4,11 @@
 
 #include <array>
 #include <functional>
+#include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace sheaflow::report {
@@ -46,6 +50,13 @@ public:
     // Sets a cell of any row that exists.
     void set_cell(int row, int col, std::string text);
 
+    // A row may carry a picture (the bytes of a PNG file), shown where one of its cells reads
+    // kPictureText; saving the list as a workbook places the picture there.
+    static constexpr const char* kPictureText = "(画像)";
+    void set_picture(std::shared_ptr<const std::string> png);  // of the last row
+    // The row's picture, nullptr when it has none.
+    const std::string* picture(int row) const;
+
     // The folder of the workbook whose findings the rows now added belong to; the run driver
     // sets it before each file, so that a list over subfolders can tell same-named files apart.
     void set_source(std::string folder) { source_ = std::move(folder); }
@@ -60,6 +71,10 @@ private:
     Row titles_;
     std::string source_;
     std::vector<std::string> sources_;  // per row
+    std::vector<std::shared_ptr<const std::string>> pictures_;  // per row, up to the last set
 };
+
+// The width and height in pixels of a PNG picture, read from its header.
+std::optional<std::pair<int, int>> png_size(std::string_view png);
 
 }  // namespace sheaflow::report

@@ -30,6 +30,11 @@ public:
     virtual Result<void> run_macro(const std::string& target, const std::string& macro_book,
                                    const std::string& macro, const std::string& result,
                                    std::string_view filter, int time_limit_seconds) = 0;
+    // Loads `from` and writes the cells `range` ("A1:D8") of its sheet `sheet` as a PNG
+    // picture `to`, drawn as they print, `scale` times the screen size (1 = 96 pixels an inch).
+    virtual Result<void> picture(const std::string& from, const std::string& sheet,
+                                 const std::string& range, const std::string& to,
+                                 double scale) = 0;
     // Ends the office (also done by the destructor); a later request starts a new one.
     virtual void shutdown() = 0;
     // The name shown in progress lines ("LibreOffice").

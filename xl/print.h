@@ -11,11 +11,18 @@
 namespace sheaflow::xl {
 
 class Workbook;
+class Worksheet;
+struct Area;
 
 // The workbook as it stands (unsaved changes included) written as a PDF file. With `sheets`,
 // only those worksheets (by name) are written. Needs the office program.
 Result<void> export_pdf(Workbook& book, const std::vector<std::string>& sheets,
                         const std::string& pdf_path);
+
+// The cells `area` of `sheet` drawn as they print, as a PNG picture (the file's bytes), `scale`
+// times the screen size (1 = 96 pixels an inch). Needs the office program.
+Result<std::string> range_picture(Workbook& book, Worksheet& sheet, const Area& area,
+                                  double scale);
 
 // How many pages each worksheet would print on, in Worksheets order.
 Result<std::vector<int>> printed_pages(Workbook& book);

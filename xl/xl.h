@@ -592,6 +592,13 @@ public:
         (void)o, (void)dest, (void)to;
         return Error::failed("オブジェクトを扱えないシートです。");
     }
+    // Shapes.AddPicture: a PNG picture (the file's bytes) `width` × `height` points large, its
+    // top-left corner at the top-left of cell `at`; it moves with the cells, not sized with them.
+    virtual Result<void> add_picture(const std::string& png, CellRef at, double width,
+                                     double height) {
+        (void)png, (void)at, (void)width, (void)height;
+        return Error::failed("画像を貼り付けられないシートです。");
+    }
     // ---- Visibility and code name (xl/native/sheet_settings.cpp) ----
     // Worksheet.Visible: xlSheetVisible, xlSheetHidden or xlSheetVeryHidden.
     virtual int visibility() const { return visible() ? xlSheetVisible : xlSheetHidden; }

@@ -4,12 +4,15 @@
 #include "gui/result_window.h"
 
 #include <QApplication>
+#include <cmath>
+#include <memory>
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
 #include <QHeaderView>
+#include <QPixmap>
 #include <QPrinter>
 #include <QPushButton>
 #include <QRadioButton>
@@ -20,6 +23,7 @@
 #include "gui/qt_text.h"
 #include "gui_test.h"
 #include "report/result_table.h"
+#include "xl/native/engine.h"
 
 namespace sheaflow::gui::test {
 
@@ -109,6 +113,43 @@ private slots:
             QItemSelection(model->index(0, 1), model->index(1, 2)), QItemSelectionModel::Select);
         QCOMPARE(w.displayText(), QStringLiteral("\tC2  値=東京へ移転予定  計算式=東京へ移転予定\n"
                                                  "\tA3  値=東京駅前店  計算式=東京駅前店\n"));
+    }
+
+    void pictures_show_in_the_grid_and_go_into_the_saved_workbook() {
+        QFile source(QStringLiteral(SHEAFLOW_TEST_DATA_DIR "/range_picture.png"));
+        QVERIFY(source.open(QIODevice::ReadOnly));
+        const QByteArray bytes = source.readAll();
+        report::ResultTable t;
+        t.set_title(0, "ファイル名");
+        t.set_title(1, "画像");
+        t.new_row();
+        t.set(0, "a.xlsx");
+        t.set(1, report::ResultTable::kPictureText);
+        t.set_picture(std::make_shared<const std::string>(bytes.toStdString()));
+        t.new_row();
+        t.set(0, "b.xlsx");
+        ResultWindow w([] { return xl::native::create_application(); });
+        w.setTable(t, QStringLiteral("セル　画像として印字"));
+        w.findChild<QRadioButton*>("Opt_Grid")->setChecked(true);
+        QAbstractItemModel* model = w.grid()->model();
+        QVERIFY(!model->index(0, 1).data(Qt::DecorationRole).value<QPixmap>().isNull());
+        QVERIFY(model->index(1, 1).data(Qt::DecorationRole).isNull());
+
+        QTemporaryDir dir;
+        const QString path = dir.path() + QStringLiteral("/一覧.xlsx");
+        QCOMPARE(w.saveTable(path), QStringLiteral("「%1」に保存しました。").arg(path));
+        auto app = xl::native::create_application();
+        auto book = app->workbooks().open(ss(path), true);
+        QVERIFY(book.has_value());
+        std::vector<xl::SheetObject> objects = (*book)->worksheet(1)->objects();
+        QCOMPARE(objects.size(), std::size_t{1});
+        // Under the title row, in the picture's cell, at its own size (96 pixels an inch).
+        QCOMPARE(objects[0].first_row, 2);
+        QCOMPARE(objects[0].first_col, 2);
+        auto size = report::png_size(bytes.toStdString());
+        QVERIFY(size.has_value());
+        QVERIFY(std::abs(objects[0].width - size->first * 0.75) < 0.5);
+        QVERIFY((*book)->worksheet(1)->line_format(xl::Axis::Rows, 2).size >= objects[0].height);
     }
 
     void copy_puts_the_shown_text_on_the_clipboard() {

@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "cli/cli_support.h"
+#include "report/result_table.h"
 #include "shell/temp_dir.h"
 #include "xl/native/engine.h"
 #include "xl/office/libreoffice.h"
@@ -407,6 +408,66 @@ TEST_F(OfficeTest, PdfPerWorkbookPerSheetAndForTheWholeRunWithPageCounts) {
     ASSERT_EQ(one.size(), 1u);
     EXPECT_EQ(one[0].filename().string().rfind("まとめて印字_", 0), 0u);
     EXPECT_EQ(xl::pdf_page_count(one[0].string()), japan_pages + merge_pages);
+    EXPECT_TRUE(registered().empty());
+}
+
+TEST_F(OfficeTest, RangePicturesAreDrawnToScaleAndSavedBesideTheList) {
+    REQUIRE_OFFICE();
+    copy_in("xlsx/cal-any_sheets.xlsx", "any.xlsx");
+    copy_in("xls/pe-Test97J.xls", "日本.xls");
+    const std::string before = read_bytes(in() / "any.xlsx");
+    const std::string out = dir_.file("png");
+    auto sizes = [&](const std::string& scale) {
+        fs::remove_all(out);
+        auto r = cli({"セル", "画像として印字", "--set", "col_from=A", "--set", "row_from=1",
+                      "--set", "col_to=C", "--set", "row_to=5", "--set", "scale=" + scale,
+                      "--set", "save_files=1", "--set", "folder=" + out});
+        EXPECT_EQ(r.code, 0) << r.err;
+        EXPECT_NE(r.out.find("any.xlsx\tVisible(Лист2)\tA1:B5\t(画像)"), std::string::npos)
+            << r.out;
+        std::vector<std::pair<int, int>> got;
+        for (const auto& png : files_in(out, ".png")) {
+            auto size = report::png_size(read_bytes(png));
+            EXPECT_TRUE(size.has_value()) << png;  // the range cut to the used cells
+            if (size) got.push_back(*size);
+        }
+        return got;
+    };
+    auto once = sizes("1");
+    EXPECT_EQ(files_in(out, ".png"),
+              (std::vector<fs::path>{fs::path(out) / "any_Visible.png",
+                                     fs::path(out) / ("日本_" + std::string("漢字名") + ".png")}))
+        << "the .xls target's active sheet is drawn too";
+    auto twice = sizes("2");
+    ASSERT_EQ(once.size(), 2u);
+    ASSERT_EQ(twice.size(), 2u);
+    for (std::size_t i = 0; i < 2; ++i) {
+        EXPECT_NEAR(twice[i].first, 2 * once[i].first, 2);
+        EXPECT_NEAR(twice[i].second, 2 * once[i].second, 2);
+    }
+    // The picture placed in a workbook by the engine is one LibreOffice draws.
+    {
+        auto app = xl::native::create_application();
+        auto book = app->workbooks().add();
+        ASSERT_TRUE(book.has_value());
+        const std::string png = read_bytes(fs::path(out) / "any_Visible.png");
+        ASSERT_TRUE((*book)->worksheet(1)->add_picture(png, {3, 2}, 150, 100).has_value());
+        const std::string made = dir_.file("picture.xlsx");
+        ASSERT_TRUE((*book)->save_as(made, xl::xlOpenXMLWorkbook).has_value());
+        std::string seen;
+        std::string cmd = "/usr/bin/python3 " +
+                          quote(std::string(SHEAFLOW_TEST_DATA_DIR) + "/lo_objects.py") + " " +
+                          quote(made) + " 2>/dev/null";
+        if (FILE* p = ::popen(cmd.c_str(), "r")) {
+            char buf[4096];
+            while (std::size_t n = std::fread(buf, 1, sizeof buf, p)) seen.append(buf, n);
+            ::pclose(p);
+        }
+        EXPECT_NE(seen.find("shapes=1\tnotes=0\tlinks=0\t図 1"), std::string::npos) << seen;
+    }
+    // A list operation: the targets are left as they were, and no office outlives the run.
+    EXPECT_EQ(read_bytes(in() / "any.xlsx"), before);
+    EXPECT_TRUE(is_ole(in() / "日本.xls"));
     EXPECT_TRUE(registered().empty());
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "structure_helpers.h"
+#include "util/file.h"
 
 namespace sheaflow::testing {
 namespace {
@@ -198,6 +199,40 @@ TEST(SheetObjects, EmbeddedObjectsStayTiedToTheirShapesInASheetCopy) {
     EXPECT_EQ(all[0].name, "Object 1");
     std::string out = dst.save();
     EXPECT_TRUE(contains(part_of(out, "xl/worksheets/sheet3.xml"), "shapeId=\"2049\""));
+}
+
+TEST(SheetObjects, AddedPicturesGetAMediaPartAndSitOnTheirCell) {
+    std::string png;
+    ASSERT_TRUE(file::read_all(std::string(SHEAFLOW_TEST_DATA_DIR) + "/range_picture.png", png));
+    // Summary has a drawing already (a chart); Data has none.
+    OpenBook b(structure_fixture());
+    ASSERT_NE(b.book, nullptr) << b.error;
+    ASSERT_TRUE(b.ws("Summary").add_picture(png, {5, 3}, 120, 60).has_value());
+    ASSERT_TRUE(b.ws("Data").add_picture(png, {2, 2}, 90, 45).has_value());
+    EXPECT_FALSE(b.ws("Data").add_picture(png, {0, 2}, 90, 45));
+    EXPECT_FALSE(b.ws("Data").add_picture(png, {2, 2}, 0, 45));
+    std::string out = b.save();
+    OpenBook again(out, "again.xlsx");
+    ASSERT_NE(again.book, nullptr) << again.error;
+    std::vector<std::string> seen;
+    for (const char* sheet : {"Summary", "Data"})
+        for (const auto& o : again.ws(sheet).objects())
+            if (o.kind == xl::ObjectKind::Picture)
+                seen.push_back(std::string(sheet) + ":" + o.name + "@" +
+                               std::to_string(o.first_row) + "," + std::to_string(o.first_col));
+    EXPECT_EQ(seen, (std::vector<std::string>{"Summary:図 3@5,3", "Data:図 1@2,2"}));
+    for (const auto& o : again.ws("Data").objects())
+        if (o.kind == xl::ObjectKind::Picture) {
+            EXPECT_NEAR(o.width, 90, 0.1);
+            EXPECT_NEAR(o.height, 45, 0.1);
+        }
+    // Two media parts holding the bytes as given, typed once.
+    std::string types = part_of(out, "[Content_Types].xml");
+    EXPECT_TRUE(contains(types, "Extension=\"png\" ContentType=\"image/png\"")) << types;
+    std::vector<std::string> media;
+    for (const char* name : {"xl/media/image1.png", "xl/media/image2.png"})
+        if (part_of(out, name) == png) media.push_back(name);
+    EXPECT_EQ(media.size(), 2u);
 }
 
 }  // namespace

@@ -106,6 +106,8 @@ public:
     Result<void> scale_object(const SheetObject& o, double width, double height) override;
     Result<void> copy_object(const SheetObject& o, Worksheet& dest,
                              std::optional<CellRef> to) override;
+    Result<void> add_picture(const std::string& png, CellRef at, double width,
+                             double height) override;
     // Merged areas (xl/native/formula_book.cpp).
     std::vector<Area> merged_areas() override;
     // Visibility and code name (xl/native/sheet_settings.cpp).

@@ -1208,4 +1208,93 @@ Result<void> Sheet::copy_object(const SheetObject& o, Worksheet& dest, std::opti
     return {};
 }
 
+
+Result<void> Sheet::add_picture(const std::string& png, CellRef at, double width, double height) {
+    if (!has_cells()) return refused("画像を貼り付けられるのはワークシートだけです。");
+    if (at.row < 1 || at.col < 1 || at.row > rows_count() || at.col > columns_count())
+        return refused("画像を貼り付けるセルがシートの範囲外です。");
+    if (width <= 0 || height <= 0) return refused("画像の大きさが正しくありません。");
+    if (auto r = check(); !r) return r;
+    auto dpart = drawing_of(book_, *this);
+    if (!dpart) return dpart.error();
+    EditedPart d;
+    if (auto r = d.load(book_, *dpart); !r) return r;
+    // The picture's bytes become a media part that the drawing refers to.
+    std::string media = structure::unique_part_name(book_.package(), "xl/media/", "image", ".png");
+    auto ct = book_.content_types();
+    if (!ct) return ct.error();
+    (*ct)->ensure_default("png", "image/png");
+    Relationships rels;
+    std::string rels_name = rels_path_for(*dpart);
+    if (book_.package().has(rels_name)) {
+        auto bytes = book_.package().read(rels_name);
+        if (!bytes) return bytes.error();
+        if (auto r = rels.parse(*bytes, rels_name); !r) return r;
+    }
+    std::string id = rels.add(
+        "http://schemas.openxmlformats.org/officeDocument/2006/relationships/image",
+        relative_target(*dpart, media));
+
+    // Elements take the prefixes the part already uses for its two namespaces.
+    pugi::xml_node root = d.doc.root();
+    std::string_view root_name = root.name();
+    std::size_t colon = root_name.find(':');
+    const std::string x = colon == std::string_view::npos
+                              ? std::string()
+                              : std::string(root_name.substr(0, colon + 1));
+    std::string a;
+    for (pugi::xml_attribute attr : root.attributes())
+        if (std::string_view(attr.value()) == "http://schemas.openxmlformats.org/drawingml/2006/main" &&
+            std::string_view(attr.name()).substr(0, 6) == "xmlns:")
+            a = std::string(attr.name()).substr(6) + ":";
+    if (a.empty()) {
+        root.append_attribute("xmlns:a") = "http://schemas.openxmlformats.org/drawingml/2006/main";
+        a = "a:";
+    }
+    auto el = [](pugi::xml_node parent, const std::string& name) {
+        return parent.append_child(name.c_str());
+    };
+    const int shape_id = largest_shape_id(root) + 1;
+    pugi::xml_node anchor = el(root, x + "twoCellAnchor");
+    anchor.append_attribute("editAs") = "oneCell";
+    for (const char* corner : {"from", "to"}) {
+        pugi::xml_node m = el(anchor, x + corner);
+        for (const char* part : {"col", "colOff", "row", "rowOff"}) el(m, x + part).text() = "0";
+    }
+    pugi::xml_node pic = el(anchor, x + "pic");
+    pugi::xml_node nv = el(pic, x + "nvPicPr");
+    pugi::xml_node cnv = el(nv, x + "cNvPr");
+    cnv.append_attribute("id") = shape_id;
+    cnv.append_attribute("name") = ("図 " + std::to_string(shape_id)).c_str();
+    el(el(nv, x + "cNvPicPr"), a + "picLocks").append_attribute("noChangeAspect") = "1";
+    pugi::xml_node fill = el(pic, x + "blipFill");
+    pugi::xml_node blip = el(fill, a + "blip");
+    blip.append_attribute("xmlns:r") =
+        "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
+    blip.append_attribute("r:embed") = id.c_str();
+    el(el(fill, a + "stretch"), a + "fillRect");
+    pugi::xml_node sp = el(pic, x + "spPr");
+    pugi::xml_node xfrm = el(sp, a + "xfrm");
+    pugi::xml_node off = el(xfrm, a + "off");
+    off.append_attribute("x") = "0";
+    off.append_attribute("y") = "0";
+    pugi::xml_node ext = el(xfrm, a + "ext");
+    ext.append_attribute("cx") = "1";
+    ext.append_attribute("cy") = "1";
+    pugi::xml_node geom = el(sp, a + "prstGeom");
+    geom.append_attribute("prst") = "rect";
+    el(geom, a + "avLst");
+    el(anchor, x + "clientData");
+
+    Grid g(*this, book_);
+    write_rect(g, anchor, pic,
+               Rect{g.x(at.col - 1), g.y(at.row - 1), width * kEmuPerPoint, height * kEmuPerPoint});
+    book_.package().write(media, png);
+    book_.package().write(rels_name, rels.serialize());
+    d.changed = true;
+    d.store(book_);
+    book_.set_saved(false);
+    return {};
+}
+
 }  // namespace sheaflow::xl::native

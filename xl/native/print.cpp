@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "util/file.h"
 #include "xl/native/book.h"
 #include "xl/print.h"
 
@@ -69,6 +70,31 @@ Result<void> export_pdf(Workbook& wb, const std::vector<std::string>& sheets,
     auto r = office->convert(copy, pdf_path, kFilterPdf);
     fs::remove(copy, ec);
     return r;
+}
+
+Result<std::string> range_picture(Workbook& wb, Worksheet& sheet, const Area& area,
+                                  double scale) {
+    auto* book = dynamic_cast<native::Book*>(&wb);
+    if (!book) return no_office();
+    OfficeBridge* office = book->app().office();
+    if (!office) return no_office();
+    auto folder = office->work_folder();
+    if (!folder) return folder.error();
+    if (auto r = book->flush(); !r) return r.error();
+    const bool macros = book->workbook_rels().by_type(native::rel::kVbaProject).has_value();
+    const std::string copy = work_file(*folder, macros ? "xlsm" : "xlsx");
+    const std::string png = work_file(*folder, "png");
+    Result<void> made = book->package().save(copy);
+    if (made)
+        made = office->picture(copy, sheet.name(), format_address(area, false, false), png, scale);
+    std::string bytes;
+    if (made && !file::read_all(png, bytes))
+        made = Error::failed("書き出した画像を読めませんでした。");
+    std::error_code ec;
+    fs::remove(copy, ec);
+    fs::remove(png, ec);
+    if (!made) return made.error();
+    return bytes;
 }
 
 int pdf_page_count(const std::string& pdf_path) {

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -293,6 +294,16 @@ Result<void> LibreOffice::run_macro(const std::string& target, const std::string
         return office_error("マクロ「" + macro + "」が " + std::to_string(time_limit_seconds) +
                             " 秒以内に終わらなかったため停止しました");
     return r.error();
+}
+
+Result<void> LibreOffice::picture(const std::string& from, const std::string& sheet,
+                                  const std::string& range, const std::string& to,
+                                  double scale) {
+    char factor[32];
+    std::snprintf(factor, sizeof factor, "%.3f", scale);
+    auto r = request({"picture", from, sheet, range, to, factor}, kConvertLimit);
+    if (!r) return r.error();
+    return {};
 }
 
 void LibreOffice::kill_group() { release(false); }

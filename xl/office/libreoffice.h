@@ -37,6 +37,8 @@ public:
     Result<void> run_macro(const std::string& target, const std::string& macro_book,
                            const std::string& macro, const std::string& result,
                            std::string_view filter, int time_limit_seconds) override;
+    Result<void> picture(const std::string& from, const std::string& sheet,
+                         const std::string& range, const std::string& to, double scale) override;
     void shutdown() override;
     std::string name() const override { return "LibreOffice"; }
 

@@ -1,5 +1,6 @@
 """What the helper (uno_helper.py) does in the office, one function per request. Every function
 takes the request's fields as strings and returns the fields of its answer."""
+import uno
 from com.sun.star.document.MacroExecMode import ALWAYS_EXECUTE_NO_WARN, NEVER_EXECUTE
 from com.sun.star.document.UpdateDocMode import NO_UPDATE
 
@@ -69,4 +70,34 @@ def handlers(office):
             doc.close(True)
         return []
 
-    return {'convert': convert, 'run_macro': run_macro}
+    def picture(source, sheet, cells, target, scale):
+        """Writes the cells `cells` of sheet `sheet` of `source` as a PNG picture `target`, at
+        `scale` times 96 pixels an inch. The graphic filter draws the selection."""
+        doc = load(source, ReadOnly=False)
+        try:
+            if not doc.Sheets.hasByName(sheet):
+                raise RuntimeError('シート「%s」がありません' % sheet)
+            page = doc.Sheets.getByName(sheet)
+            page.IsVisible = True
+            view = doc.getCurrentController()
+            view.setActiveSheet(page)
+            area = page.getCellRangeByName(cells)
+            view.select(area)
+            factor = float(scale)
+            size = area.Size  # 1/100 mm
+            data = uno.Any('[]com.sun.star.beans.PropertyValue', props(
+                PixelWidth=max(1, round(size.Width / 2540 * 96 * factor)),
+                PixelHeight=max(1, round(size.Height / 2540 * 96 * factor))))
+            try:
+                uno.invoke(doc, 'storeToURL', (url(target), props(
+                    FilterName='calc_png_Export', SelectionOnly=True, Overwrite=True,
+                    FilterData=data)))
+            except Exception:
+                # Calc's graphic export is installed with Draw.
+                raise RuntimeError('LibreOffice が画像を書き出せませんでした'
+                                   '（画像の出力には libreoffice-draw-nogui が必要です）')
+        finally:
+            doc.close(True)
+        return []
+
+    return {'convert': convert, 'run_macro': run_macro, 'picture': picture}
