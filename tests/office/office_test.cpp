@@ -479,9 +479,26 @@ TEST_F(OfficeTest, PrintingReachesACupsPdfPrinter) {
         if (n.find("PDF") != std::string::npos) printer = n;
     if (printer.empty()) GTEST_SKIP() << "no CUPS PDF printer (cups-pdf) here";
     copy_in("xlsx/cal-merge_cells.xlsx", "merge.xlsx");
+    // cups-pdf writes what it prints into ~/PDF (Debian's setting).
+    const char* home = std::getenv("HOME");
+    const fs::path printed = fs::path(home ? home : "/nonexistent") / "PDF";
+    auto printed_count = [&] {
+        std::error_code ec;
+        int n = 0;
+        for (const auto& e : fs::directory_iterator(printed, ec))
+            n += e.path().filename().string().find("merge") != std::string::npos;
+        return n;
+    };
+    const int before = printed_count();
     auto r = cli({"ファイル", "印字（色なし）", "--set", "printer=" + printer});
     EXPECT_EQ(r.code, 0) << r.err;
     EXPECT_NE(r.err.find("印字しました"), std::string::npos) << r.err;
+    bool arrived = false;
+    for (int i = 0; i < 100 && !arrived; ++i) {
+        arrived = printed_count() > before;
+        if (!arrived) std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    }
+    EXPECT_TRUE(arrived) << "no PDF of the job in " << printed;
     auto bad = cli({"ファイル", "印字", "--set", "printer=no-such-printer"});
     EXPECT_EQ(bad.code, 2);
     EXPECT_NE(bad.err.find("プリンター「no-such-printer」がありません。"), std::string::npos);
