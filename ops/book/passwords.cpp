@@ -109,7 +109,8 @@ Result<void> change_book_password(xl::Workbook& book, const FilePasswords& p) {
     if (on) {
         if (auto r = book.unprotect(p.old_book); !r) {
             if (r.error().code == Error::Code::Refused)
-                return Error::make(Error::Code::Refused, "ブック保護のパスワードが正しくありません。");
+                return Error::make(Error::Code::Refused,
+                                   "ブック保護のパスワードが正しくありません。");
             return r;
         }
     }

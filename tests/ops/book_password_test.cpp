@@ -44,8 +44,8 @@ protected:
     }
     // Whether the attributes of the element named `tag` in `xml` carry the hash of `password`
     // as the application writes it (attribute names after `prefix`, "" or "workbook").
-    static bool hash_opens(const std::string& xml, const std::string& tag, const std::string& prefix,
-                           const std::string& password) {
+    static bool hash_opens(const std::string& xml, const std::string& tag,
+                           const std::string& prefix, const std::string& password) {
         std::size_t start = xml.find("<" + tag);
         if (start == std::string::npos) return false;
         std::string e = xml.substr(start, xml.find('>', start) - start);
@@ -170,8 +170,10 @@ TEST_F(BookPasswordTest, OlderPasswordsToModifyAndWhatTheElementKeeps) {
     add_made("a.xlsx", {{"S", {"1"}}});
     const fs::path a = in() / "a.xlsx";
     insert_into_workbook(
-        a, "<fileSharing readOnlyRecommended=\"1\" userName=\"山田\" reservationPassword=\"CBEB\"/>");
-    EXPECT_NE(run(kFile, "パスワード変更１", {{"old_modify", "tesT"}}).error_text.find("正しくありません"),
+        a,
+        "<fileSharing readOnlyRecommended=\"1\" userName=\"山田\" reservationPassword=\"CBEB\"/>");
+    EXPECT_NE(run(kFile, "パスワード変更１", {{"old_modify", "tesT"}})
+                  .error_text.find("正しくありません"),
               std::string::npos);
     EXPECT_EQ(run(kFile, "パスワード変更１", {{"old_modify", "test"}}).error_text, "");
     std::string xml = workbook_xml(a);
@@ -200,15 +202,17 @@ TEST_F(BookPasswordTest, ThePasswordOfTheWorkbookProtection) {
     EXPECT_EQ(read_bytes(a), before);
 
     // A protection of the windows too keeps both under the new password.
-    auto pkg_xml = text::replace_all(xml, "lockStructure=\"1\"", "lockStructure=\"1\" lockWindows=\"1\"");
+    auto pkg_xml =
+        text::replace_all(xml, "lockStructure=\"1\"", "lockStructure=\"1\" lockWindows=\"1\"");
     {
         auto pkg = xl::native::Package::open_file(a.string());
         ASSERT_TRUE(pkg.has_value());
         (*pkg)->write("xl/workbook.xml", pkg_xml);
         ASSERT_TRUE((*pkg)->save(a.string()).has_value());
     }
-    EXPECT_EQ(run(kFile, "パスワード変更１", {{"old_book", "構成1"}, {"new_book", "構成2"}}).error_text,
-              "");
+    EXPECT_EQ(
+        run(kFile, "パスワード変更１", {{"old_book", "構成1"}, {"new_book", "構成2"}}).error_text,
+        "");
     xml = workbook_xml(a);
     EXPECT_TRUE(hash_opens(xml, "workbookProtection", "workbook", "構成2")) << xml;
     EXPECT_NE(xml.find("lockWindows=\"1\""), std::string::npos);
@@ -310,9 +314,9 @@ TEST_F(BookPasswordTest, AnXlsRefusesThePasswordToModifyAndStaysAsItWas) {
     fs::copy_file(corpus("xls/cal-biff5-rich-text-string.xls"), in() / "a.xls");
     fs::permissions(in() / "a.xls", fs::perms::owner_write, fs::perm_options::add);
     const std::string before = read_bytes(in() / "a.xls");
-    const std::string out = ask_cli(" run ファイル パスワード変更１ --folder '" + in().string() +
-                                    "' --param-dir '" + (dir_ / "params").string() +
-                                    "' --set new_modify=pw --yes 2>&1");
+    const std::string out =
+        ask_cli(" run ファイル パスワード変更１ --folder '" + in().string() + "' --param-dir '" +
+                (dir_ / "params").string() + "' --set new_modify=pw --yes 2>&1");
     EXPECT_NE(out.find("書き込みパスワードは変更できません"), std::string::npos) << out;
     EXPECT_EQ(read_bytes(in() / "a.xls"), before);
 }

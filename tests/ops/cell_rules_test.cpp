@@ -219,8 +219,10 @@ TEST_F(RuleRun, extension_validations_and_formats_follow_the_edits) {
             "\"><x14:cfRule type=\"expression\" priority=\"1\" id=\"{00000000-0000-0000-0000-"
             "000000000001}\"><xm:f>Sheet2!$A$1&gt;$B$5</xm:f><x14:dxf><font><b/></font></x14:dxf>"
             "</x14:cfRule><xm:sqref>B1:B6</xm:sqref></x14:conditionalFormatting>"
-            "</x14:conditionalFormattings></ext><ext uri=\"{CCE6A557-97BC-4b89-ADB6-D9C93CAAB3DF}\" "
-            "xmlns:x14=\"" + x14 + "\"><x14:dataValidations count=\"1\" xmlns:xm=\"" + xm +
+            "</x14:conditionalFormattings></ext><ext "
+            "uri=\"{CCE6A557-97BC-4b89-ADB6-D9C93CAAB3DF}\" "
+            "xmlns:x14=\"" +
+            x14 + "\"><x14:dataValidations count=\"1\" xmlns:xm=\"" + xm +
             "\"><x14:dataValidation type=\"list\" allowBlank=\"1\" showInputMessage=\"1\" "
             "showErrorMessage=\"1\"><x14:formula1><xm:f>Sheet2!$A$1:$A$3</xm:f></x14:formula1>"
             "<xm:sqref>A1:B6</xm:sqref></x14:dataValidation></x14:dataValidations></ext></extLst>";
@@ -231,9 +233,9 @@ TEST_F(RuleRun, extension_validations_and_formats_follow_the_edits) {
     CellRun r(source());
     // Two cells of column B deleted upwards: the validation over A:B is split at the band's
     // edge (column A stays, column B moves up), the format inside the band moves with it.
-    auto out = r.run("セル", "削除",
-                     {{"col_from", "B"}, {"row_from", "2"}, {"col_to", "B"}, {"row_to", "3"},
-                      {"shift", "up"}});
+    auto out = r.run(
+        "セル", "削除",
+        {{"col_from", "B"}, {"row_from", "2"}, {"col_to", "B"}, {"row_to", "3"}, {"shift", "up"}});
     ASSERT_TRUE(out.checked) << out.check_message;
     EXPECT_EQ(out.error_text, "");
     std::string sheet = part(r.path(), "xl/worksheets/sheet1.xml");

@@ -192,12 +192,13 @@ TEST(ConditionalFormatPaste, ADataBarIsCopiedWithoutItsLinkToTheExtension) {
         std::string block =
             "<conditionalFormatting sqref=\"A1:A5\"><cfRule type=\"dataBar\" priority=\"1\">"
             "<dataBar><cfvo type=\"min\"/><cfvo type=\"max\"/><color rgb=\"FF638EC6\"/></dataBar>"
-            "<extLst><ext uri=\"{B025F937-C7B1-47D3-B67F-A62EFF666E3E}\" xmlns:x14=\"" + x14 +
-            "\"><x14:id>" + id + "</x14:id></ext></extLst></cfRule></conditionalFormatting>";
+            "<extLst><ext uri=\"{B025F937-C7B1-47D3-B67F-A62EFF666E3E}\" xmlns:x14=\"" +
+            x14 + "\"><x14:id>" + id + "</x14:id></ext></extLst></cfRule></conditionalFormatting>";
         std::string ext =
             "<extLst><ext uri=\"{78C0D931-6437-407d-A8EE-F0AAD7539E65}\" xmlns:x14=\"" + x14 +
             "\"><x14:conditionalFormattings><x14:conditionalFormatting xmlns:xm=\"http://schemas."
-            "microsoft.com/office/excel/2006/main\"><x14:cfRule type=\"dataBar\" id=\"" + id +
+            "microsoft.com/office/excel/2006/main\"><x14:cfRule type=\"dataBar\" id=\"" +
+            id +
             "\"><x14:dataBar minLength=\"0\" maxLength=\"100\"><x14:cfvo type=\"autoMin\"/>"
             "<x14:cfvo type=\"autoMax\"/></x14:dataBar></x14:cfRule><xm:sqref>A1:A5</xm:sqref>"
             "</x14:conditionalFormatting></x14:conditionalFormattings></ext></extLst>";
@@ -215,9 +216,10 @@ TEST(ConditionalFormatPaste, ADataBarIsCopiedWithoutItsLinkToTheExtension) {
     EXPECT_EQ(ws.conditional_formats().size(), 1u);
     ASSERT_TRUE(ws.paste_conditional_formats(ws, {1, 1, 5, 1}, {1, 3}).has_value());
     const std::string sheet = part_of(b.save(), "xl/worksheets/sheet1.xml");
-    EXPECT_TRUE(contains(sheet, "<conditionalFormatting sqref=\"C1:C5\"><cfRule type=\"dataBar\" "
-                                "priority=\"2\"><dataBar><cfvo type=\"min\"/><cfvo type=\"max\"/>"
-                                "<color rgb=\"FF638EC6\"/></dataBar></cfRule>"))
+    EXPECT_TRUE(contains(sheet,
+                         "<conditionalFormatting sqref=\"C1:C5\"><cfRule type=\"dataBar\" "
+                         "priority=\"2\"><dataBar><cfvo type=\"min\"/><cfvo type=\"max\"/>"
+                         "<color rgb=\"FF638EC6\"/></dataBar></cfRule>"))
         << sheet;
     EXPECT_FALSE(contains(sheet, "<id>")) << sheet;
 }

@@ -91,7 +91,8 @@ std::vector<ConditionalFormat> Sheet::conditional_formats() {
             for (pugi::xml_node fm = rule.first_child(); fm; fm = fm.next_sibling()) {
                 if (fm.type() != pugi::node_element) continue;
                 std::string_view l = xml::local_name(fm.name());
-                if (l == "formula" || l == "f") (k++ == 0 ? f.formula1 : f.formula2) = fm.text().get();
+                if (l == "formula" || l == "f")
+                    (k++ == 0 ? f.formula1 : f.formula2) = fm.text().get();
             }
             out.push_back(std::move(f));
         }

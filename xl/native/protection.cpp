@@ -256,15 +256,16 @@ Result<void> Book::change_modify_password(const std::string& old_password,
     // The office program drops the password to modify when it writes an .xls: refused rather
     // than lost.
     if (!opened_through().empty())
-        return Error::make(Error::Code::Unsupported,
-                           "Excel 97-2003 形式（.xls）のブックの書き込みパスワードは変更できません。");
+        return Error::make(
+            Error::Code::Unsupported,
+            "Excel 97-2003 形式（.xls）のブックの書き込みパスワードは変更できません。");
     pugi::xml_node f = xml::child(workbook_.root(), "fileSharing");
     if (f && !password_matches(f, "", "reservationPassword", old_password))
         return Error::make(Error::Code::Refused, "書き込みパスワードが正しくありません。");
     if (!f && password.empty()) return {};
     if (!f) f = workbook_.insert_in_order("fileSharing");
-    for (const char* a : {"reservationPassword", "algorithmName", "hashValue", "saltValue",
-                          "spinCount"})
+    for (const char* a :
+         {"reservationPassword", "algorithmName", "hashValue", "saltValue", "spinCount"})
         f.remove_attribute(a);
     write_hash(f, "", "reservationPassword", password, false);
     if (!truthy(f.attribute("readOnlyRecommended"), false) && password.empty())

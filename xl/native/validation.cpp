@@ -35,9 +35,7 @@ std::vector<pugi::xml_node> validation_nodes(pugi::xml_node root) {
 }
 
 // An extension entry holds <xm:sqref> where the worksheet's has the sqref attribute.
-bool in_extension(pugi::xml_node n) {
-    return xml::local_name(n.parent().parent().name()) == "ext";
-}
+bool in_extension(pugi::xml_node n) { return xml::local_name(n.parent().parent().name()) == "ext"; }
 
 std::string sqref_of(pugi::xml_node n) {
     return in_extension(n) ? extension_sqref(n) : std::string(n.attribute("sqref").value());
