@@ -265,6 +265,9 @@ Error lines_unsupported() {
 Result<void> Worksheet::insert_lines(Axis, std::int32_t, std::int32_t) {
     return lines_unsupported();
 }
+Result<void> Worksheet::insert_lines_before(Axis, std::vector<std::int32_t>) {
+    return lines_unsupported();
+}
 Result<void> Worksheet::delete_lines(Axis, std::vector<LineSpan>) { return lines_unsupported(); }
 LineFormat Worksheet::line_format(Axis, std::int32_t) { return {}; }
 Result<void> Worksheet::format_lines(Axis, const std::vector<LineSpan>&, const LineFormatChange&) {

@@ -636,6 +636,9 @@ public:
     // column records.
     // Inserts `count` empty lines before line `at`; they take the format of the line before.
     virtual Result<void> insert_lines(Axis axis, std::int32_t at, std::int32_t count);
+    // Inserts one empty line before each of `lines` (numbered as before the edit; a line given
+    // twice gets two) as one edit: the result of inserting them one at a time from the bottom up.
+    virtual Result<void> insert_lines_before(Axis axis, std::vector<std::int32_t> lines);
     // Deletes the lines of every span (in any order, overlapping allowed) as one edit.
     virtual Result<void> delete_lines(Axis axis, std::vector<LineSpan> spans);
     // Cells: inserting `area` pushes the cells at and below it down (Axis::Rows) or at and right

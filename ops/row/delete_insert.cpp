@@ -144,8 +144,7 @@ Result<void> Excel_行_空白行削除(run::Session& s) {
 }
 
 // A blank row every n rows from the first row given, or before each row whose value in the key
-// column differs from the row above. Inserted from the bottom up, so that the positions found
-// first stay right.
+// column differs from the row above. All the rows go in as one edit of the sheet.
 std::string Check_行_挿入2(const shell::Params& p, std::string_view) {
     if (std::string e = lines::check_lines(Axis::Rows, p.text(k::kFrom), "開始"); !e.empty())
         return e;
@@ -174,13 +173,9 @@ Result<void> Excel_行_挿入2(run::Session& s) {
         const auto n = static_cast<std::int32_t>(*lines::pane_number(p.text(k::kInterval), 1048576));
         for (std::int32_t r = from + n; r <= last; r += n) before.push_back(r);
     }
-    for (auto it = before.rbegin(); it != before.rend(); ++it) {
-        if (s.yield()) break;
-        if (auto r = ws->insert_lines(Axis::Rows, *it, 1); !r) {
-            lines::log_refusal(s, *ws, r.error());
-            break;
-        }
-    }
+    if (before.empty()) return {};
+    if (auto r = ws->insert_lines_before(Axis::Rows, std::move(before)); !r)
+        lines::log_refusal(s, *ws, r.error());
     return {};
 }
 

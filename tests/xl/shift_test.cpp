@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "structure_helpers.h"
@@ -118,6 +119,41 @@ TEST(ShiftLines, DependantsOfTheSheetFollowItsRows) {
     EXPECT_EQ(header.error().code, Error::Code::Refused);
     EXPECT_EQ(my.cell_formula({1, 3}), "=Data!A2*2");
     EXPECT_FALSE(my.insert_lines(Axis::Columns, 2, 1).has_value());
+}
+
+// Lines inserted at many places as one edit give the package that inserting them one place at a
+// time from the bottom up gives.
+TEST(ShiftLines, ManyPlacesAtOnceEqualOneAtATime) {
+    struct Case {
+        std::string fixture;
+        int sheet;
+        Axis axis;
+        std::vector<std::int32_t> before;  // a place given twice takes two lines
+    };
+    const Case cases[] = {
+        {structure_fixture(), 1, Axis::Rows, {2, 3, 3, 5, 9}},
+        {structure_fixture(), 1, Axis::Columns, {2, 4, 4}},
+        {corpus("xlsx/cal-shared_formula_simple.xlsx"), 1, Axis::Rows, {2, 4, 6, 8, 10, 30}},
+        {corpus("xlsx/sjs-חישוב_נקודות_זיכוי.xlsx"), 1, Axis::Rows, {3, 6, 7, 12, 20}},
+        {corpus("xlsx/sjs-comments_stress_test.xlsx"), 1, Axis::Rows, {1, 2, 4}},
+        {corpus("xlsx/sjs-formula_stress_test.xlsx"), 8, Axis::Rows, {2, 3, 5}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.fixture + (c.axis == Axis::Rows ? " rows" : " columns"));
+        OpenBook batch(c.fixture), single(c.fixture);
+        ASSERT_TRUE(batch.book) << batch.error;
+        ASSERT_TRUE(batch.book->worksheet(c.sheet)
+                        ->insert_lines_before(c.axis, c.before)
+                        .has_value());
+        std::vector<std::int32_t> places = c.before;
+        std::sort(places.rbegin(), places.rend());
+        for (std::int32_t at : places)
+            ASSERT_TRUE(single.book->worksheet(c.sheet)->insert_lines(c.axis, at, 1).has_value());
+        const std::string a = batch.save(), b = single.save();
+        const std::vector<std::string> names = parts_of(a);
+        ASSERT_EQ(names, parts_of(b));
+        for (const std::string& part : names) EXPECT_EQ(part_of(a, part), part_of(b, part)) << part;
+    }
 }
 
 TEST(ShiftLines, RowAndColumnRecords) {

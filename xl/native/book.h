@@ -68,6 +68,7 @@ public:
     Result<void> copyable();
     // Rows and columns (xl/native/sheet_lines.cpp).
     Result<void> insert_lines(Axis axis, std::int32_t at, std::int32_t count) override;
+    Result<void> insert_lines_before(Axis axis, std::vector<std::int32_t> lines) override;
     Result<void> delete_lines(Axis axis, std::vector<LineSpan> spans) override;
     Result<void> insert_cells(Axis axis, const Area& area) override;
     Result<void> delete_cells(Axis axis, const Area& area) override;

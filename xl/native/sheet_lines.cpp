@@ -295,6 +295,20 @@ Result<void> Sheet::insert_lines(Axis axis, std::int32_t at, std::int32_t count)
     return shift_lines(book_, *this, axis, LineMap::insertion(at, count, limit));
 }
 
+Result<void> Sheet::insert_lines_before(Axis axis, std::vector<std::int32_t> lines) {
+    std::int32_t limit = limit_of(axis);
+    if (!has_cells())
+        return refused("シート「" + name_ + "」はワークシートではありません。");
+    std::vector<LineInsertion> places;
+    places.reserve(lines.size());
+    for (std::int32_t at : lines) {
+        if (at < 1 || at > limit) return refused(line_word(axis) + "の位置または数が範囲外です。");
+        places.push_back({at, 1});
+    }
+    if (places.empty()) return {};
+    return shift_lines(book_, *this, axis, LineMap::insertions(std::move(places), limit));
+}
+
 Result<void> Sheet::delete_lines(Axis axis, std::vector<LineSpan> spans) {
     std::int32_t limit = limit_of(axis);
     if (!has_cells())

@@ -223,7 +223,7 @@ private:
                     return refused("配列数式の一部を変更することはできません（セル " +
                                    format_address(*a, false, false) + "）。");
             if (!moves(c.old_pos)) continue;
-            if (map_.inserting() && line + map_.count() > limit() && has_contents(c.node))
+            if (map_.inserting() && !map_.line(line) && has_contents(c.node))
                 return refused(axis_ == Axis::Rows
                                    ? "シートの最後の行までデータがあるため、行を挿入できません。"
                                    : "シートの最後の列までデータがあるため、列を挿入できません。");
@@ -371,54 +371,71 @@ private:
     }
 
     // Inserted lines take the format of the line before them, as the application inserts.
+    // Keyed by where that line is now: the lines inserted after it.
+    std::map<std::int32_t, std::int32_t> format_sources() const {
+        std::map<std::int32_t, std::int32_t> sources;
+        for (const LineInsertion& p : map_.inserted())
+            if (p.at > 1)
+                if (auto now = map_.line(p.at - 1)) sources[*now] = p.count;
+        return sources;
+    }
+
     void copy_formats_into_inserted() {
-        std::int32_t before = map_.at() - 1;
-        if (before < 1) return;
-        std::int32_t count = map_.count();
+        const std::map<std::int32_t, std::int32_t> sources = format_sources();
+        if (sources.empty()) return;
         if (axis_ == Axis::Rows) {
-            pugi::xml_node source;
+            std::vector<std::pair<pugi::xml_node, std::int32_t>> rows;  // source and its line
             for (pugi::xml_node row = sheet_data_.first_child(); row; row = row.next_sibling())
-                if (row.type() == pugi::node_element && int_attr(row, "r", 0) == before) source = row;
-            if (!source) return;
-            bool formatted = source.attribute("customFormat") || source.attribute("customHeight");
-            std::vector<pugi::xml_node> styled;
-            for (pugi::xml_node c = source.first_child(); c; c = c.next_sibling())
-                if (c.type() == pugi::node_element && int_attr(c, "s", 0) != 0) styled.push_back(c);
-            if (!formatted && styled.empty()) return;
-            pugi::xml_node after = source;
-            for (std::int32_t k = 0; k < count && before + 1 + k <= kMaxRows; ++k) {
-                std::int32_t r = before + 1 + k;
-                pugi::xml_node row = sheet_data_.insert_child_after(source.name(), after);
-                after = row;
-                set_attr(row, "r", std::to_string(r));
-                for (const char* a : {"s", "customFormat", "ht", "customHeight"})
-                    if (pugi::xml_attribute at = source.attribute(a)) set_attr(row, a, at.value());
-                for (pugi::xml_node c : styled) {
-                    auto p = parse_cell(c.attribute("r").value());
-                    if (!p) continue;
-                    pugi::xml_node cell = row.append_child(c.name());
-                    set_attr(cell, "r", cell_name(r, p->col));
-                    set_attr(cell, "s", c.attribute("s").value());
-                }
-            }
+                if (row.type() == pugi::node_element && local(row) == "row")
+                    if (std::int32_t r = int_attr(row, "r", 0); sources.count(r))
+                        rows.emplace_back(row, r);
+            for (auto [source, before] : rows)
+                copy_row_format(source, before, sources.at(before));
             return;
         }
         for (pugi::xml_node row = sheet_data_.first_child(); row; row = row.next_sibling()) {
             if (row.type() != pugi::node_element) continue;
             std::int32_t r = int_attr(row, "r", 0);
-            for (pugi::xml_node c = row.first_child(); c; c = c.next_sibling()) {
+            for (pugi::xml_node c = row.first_child(), next; c; c = next) {
+                next = c.next_sibling();
                 if (c.type() != pugi::node_element) continue;
                 auto p = parse_cell(c.attribute("r").value());
-                if (!p || p->col != before) continue;
-                if (int_attr(c, "s", 0) == 0) break;
+                if (!p) continue;
+                auto source = sources.find(p->col);
+                if (source == sources.end() || int_attr(c, "s", 0) == 0) continue;
+                const std::int32_t before = p->col;
                 pugi::xml_node after = c;
-                for (std::int32_t k = 0; k < count && before + 1 + k <= kMaxCols; ++k) {
+                for (std::int32_t k = 0; k < source->second && before + 1 + k <= kMaxCols; ++k) {
                     pugi::xml_node cell = row.insert_child_after(c.name(), after);
                     after = cell;
                     set_attr(cell, "r", cell_name(r, before + 1 + k));
                     set_attr(cell, "s", c.attribute("s").value());
                 }
-                break;
+            }
+        }
+    }
+
+    // The `count` rows inserted after row `source` (now at line `before`) as it is formatted.
+    void copy_row_format(pugi::xml_node source, std::int32_t before, std::int32_t count) {
+        bool formatted = source.attribute("customFormat") || source.attribute("customHeight");
+        std::vector<pugi::xml_node> styled;
+        for (pugi::xml_node c = source.first_child(); c; c = c.next_sibling())
+            if (c.type() == pugi::node_element && int_attr(c, "s", 0) != 0) styled.push_back(c);
+        if (!formatted && styled.empty()) return;
+        pugi::xml_node after = source;
+        for (std::int32_t k = 0; k < count && before + 1 + k <= kMaxRows; ++k) {
+            std::int32_t r = before + 1 + k;
+            pugi::xml_node row = sheet_data_.insert_child_after(source.name(), after);
+            after = row;
+            set_attr(row, "r", std::to_string(r));
+            for (const char* a : {"s", "customFormat", "ht", "customHeight"})
+                if (pugi::xml_attribute at = source.attribute(a)) set_attr(row, a, at.value());
+            for (pugi::xml_node c : styled) {
+                auto p = parse_cell(c.attribute("r").value());
+                if (!p) continue;
+                pugi::xml_node cell = row.append_child(c.name());
+                set_attr(cell, "r", cell_name(r, p->col));
+                set_attr(cell, "s", c.attribute("s").value());
             }
         }
     }
@@ -580,14 +597,15 @@ private:
     }
 
     void edit_cols(pugi::xml_node cols) {
-        std::int32_t before = map_.inserting() ? map_.at() - 1 : 0;
+        const std::map<std::int32_t, std::int32_t> sources = format_sources();
         edit_list(cols, [&](pugi::xml_node c) {
             std::int32_t lo = int_attr(c, "min", 0), hi = int_attr(c, "max", 0);
             if (lo < 1 || hi < lo) return true;
             auto s = map_.span(lo, hi);
             if (!s) return false;
             // Inserted columns take the format of the column before them.
-            if (before >= 1 && hi == before) s->last = std::min(kMaxCols, hi + map_.count());
+            if (auto source = sources.find(s->last); source != sources.end() && map_.line(hi))
+                s->last = std::min(kMaxCols, s->last + source->second);
             set_attr(c, "min", std::to_string(s->first));
             set_attr(c, "max", std::to_string(s->last));
             return true;

@@ -8,11 +8,37 @@
 namespace sheaflow::xl::native {
 
 LineMap LineMap::insertion(std::int32_t at, std::int32_t count, std::int32_t limit) {
+    return insertions({{at, count}}, limit);
+}
+
+LineMap LineMap::insertions(std::vector<LineInsertion> places, std::int32_t limit) {
     LineMap m;
-    m.at_ = at;
-    m.count_ = count;
     m.limit_ = limit;
+    std::erase_if(places, [&](const LineInsertion& p) {
+        return p.count < 1 || p.at < 1 || p.at > limit;
+    });
+    std::sort(places.begin(), places.end(),
+              [](const LineInsertion& a, const LineInsertion& b) { return a.at < b.at; });
+    // Counts are kept within the grid: more lines than it has push everything off anyway.
+    for (const LineInsertion& p : places) {
+        if (!m.inserted_.empty() && m.inserted_.back().at == p.at)
+            m.inserted_.back().count = std::min(limit, m.inserted_.back().count + p.count);
+        else
+            m.inserted_.push_back({p.at, std::min(limit, p.count)});
+    }
+    std::int32_t total = 0;
+    for (const LineInsertion& p : m.inserted_) {
+        total = std::min(limit, total + p.count);
+        m.inserted_prefix_.push_back(total);
+    }
     return m;
+}
+
+std::int32_t LineMap::inserted_upto(std::int32_t old) const {
+    auto it = std::upper_bound(inserted_.begin(), inserted_.end(), old,
+                               [](std::int32_t v, const LineInsertion& p) { return v < p.at; });
+    if (it == inserted_.begin()) return 0;
+    return inserted_prefix_[static_cast<std::size_t>(it - inserted_.begin()) - 1];
 }
 
 LineMap LineMap::deletion(std::vector<LineSpan> spans, std::int32_t limit) {
@@ -66,9 +92,9 @@ const LineSpan* span_holding(const std::vector<LineSpan>& spans, std::int32_t li
 
 std::optional<std::int32_t> LineMap::line(std::int32_t old) const {
     if (inserting()) {
-        if (old < at_) return old;
-        if (old + count_ > limit_) return std::nullopt;
-        return old + count_;
+        std::int32_t now = old + inserted_upto(old);
+        if (now > limit_) return std::nullopt;
+        return now;
     }
     if (span_holding(deleted_, old)) return std::nullopt;
     return old - deleted_before(old);
@@ -76,8 +102,8 @@ std::optional<std::int32_t> LineMap::line(std::int32_t old) const {
 
 std::optional<LineSpan> LineMap::span(std::int32_t lo, std::int32_t hi) const {
     if (inserting()) {
-        std::int32_t a = lo >= at_ ? lo + count_ : lo;
-        std::int32_t b = hi >= at_ ? hi + count_ : hi;
+        std::int32_t a = lo + inserted_upto(lo);
+        std::int32_t b = hi + inserted_upto(hi);
         if (a > limit_) return std::nullopt;
         return LineSpan{a, std::min(b, limit_)};
     }
@@ -101,7 +127,7 @@ std::int32_t LineMap::nearest(std::int32_t old) const {
 }
 
 bool LineMap::cuts(std::int32_t lo, std::int32_t hi) const {
-    if (inserting()) return at_ > lo && at_ <= hi;
+    if (inserting()) return inserted_upto(hi) != inserted_upto(lo);
     auto it = std::lower_bound(deleted_.begin(), deleted_.end(), lo,
                                [](const LineSpan& s, std::int32_t v) { return s.last < v; });
     return it != deleted_.end() && it->first <= hi;

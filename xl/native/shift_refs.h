@@ -15,17 +15,25 @@
 
 namespace sheaflow::xl::native {
 
-// The new position of every line after one insertion or after the deletion of some spans.
+// Lines inserted before line `at` (counted before any insertion).
+struct LineInsertion {
+    std::int32_t at = 0, count = 0;
+};
+
+// The new position of every line after insertions or after the deletion of some spans.
 class LineMap {
 public:
     // `count` lines inserted before line `at`; `limit` is the last line of the grid.
     static LineMap insertion(std::int32_t at, std::int32_t count, std::int32_t limit);
+    // Lines inserted at several places as one edit, the same as inserting them one place at a
+    // time from the bottom up (sorted and merged here; places outside the grid are left out).
+    static LineMap insertions(std::vector<LineInsertion> places, std::int32_t limit);
     // The lines of `spans` deleted (sorted and merged here).
     static LineMap deletion(std::vector<LineSpan> spans, std::int32_t limit);
 
-    bool inserting() const { return count_ > 0; }
-    std::int32_t at() const { return at_; }
-    std::int32_t count() const { return count_; }
+    bool inserting() const { return !inserted_.empty(); }
+    // The places lines go in, in order.
+    const std::vector<LineInsertion>& inserted() const { return inserted_; }
     const std::vector<LineSpan>& deleted() const { return deleted_; }
     std::int32_t limit() const { return limit_; }
 
@@ -56,12 +64,19 @@ public:
     }
     // The first line whose cells move or go.
     std::int32_t first_affected() const {
-        return inserting() ? at_ : deleted_.empty() ? limit_ + 1 : deleted_.front().first;
+        return inserting()         ? inserted_.front().at
+               : deleted_.empty() ? limit_ + 1
+                                  : deleted_.front().first;
     }
 
 private:
+    // Lines inserted before or at line `old`: how far it moves down.
+    std::int32_t inserted_upto(std::int32_t old) const;
+
     std::optional<LineSpan> band_;
-    std::int32_t at_ = 0, count_ = 0, limit_ = 0;
+    std::int32_t limit_ = 0;
+    std::vector<LineInsertion> inserted_;
+    std::vector<std::int32_t> inserted_prefix_;  // lines inserted at places up to place i
     std::vector<LineSpan> deleted_;
     std::vector<std::int32_t> deleted_prefix_;  // lines deleted in spans before span i
 };
