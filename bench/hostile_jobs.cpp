@@ -6,6 +6,12 @@
 //                               baseline: the same workbook saved once
 //   bench_hostile wildcard N L  N cells of L characters searched with "a*b" (no hit);
 //                               baseline: the same cells searched for a plain text
+//   bench_hostile rename N      every sheet of a saved workbook of N sheets renamed, one
+//                               Worksheet.Name at a time (as the all-sheets loop renames);
+//                               each sheet holds formulas that read the next sheet; baseline:
+//                               opening the workbook and saving it once
+//   bench_hostile renames N     the same renames as one batch (as the sheet-name operations
+//                               that rename many sheets at once do)
 //
 // Each prints "job=<name> n=<size> ms=<time> baseline_ms=<time> ratio=<time/baseline>". A sort
 // of 1,000 shuffled sheets does about 250,000 moves: with moves that cost the distance they go,
@@ -123,12 +129,84 @@ int wildcard_job(int n, int length) {
     return 0;
 }
 
+int rename_job(int n, bool batch) {
+    const std::string path =
+        (std::filesystem::temp_directory_path() / ("bench_rename_" + std::to_string(n) + ".xlsx"))
+            .string();
+    char name[32], next[32];
+    {
+        auto app = xl::native::create_application();
+        auto made = app->workbooks().add();
+        if (!made) return fail(made.error().message);
+        xl::Workbook& b = **made;
+        for (int i = 1; i < n; ++i)
+            if (auto r = b.add_worksheet(nullptr, b.worksheet(b.worksheet_count())); !r)
+                return fail(r.error().message);
+        for (int i = 1; i <= n; ++i) {
+            std::snprintf(name, sizeof name, "Data%05d", i);
+            if (auto r = b.worksheet(i)->set_name(name); !r) return fail(r.error().message);
+        }
+        for (int i = 1; i <= n; ++i) {
+            std::snprintf(next, sizeof next, "Data%05d", i % n + 1);
+            xl::Worksheet* ws = b.worksheet(i);
+            for (int r = 1; r <= 20; ++r) {
+                if (auto set = ws->set_cell_value({r, 1}, std::to_string(r)); !set)
+                    return fail(set.error().message);
+                std::string f = "=" + std::string(next) + "!A" + std::to_string(r) + "+A" +
+                                 std::to_string(r);
+                if (auto set = ws->set_cell_formula({r, 2}, f); !set)
+                    return fail(set.error().message);
+            }
+        }
+        if (auto r = b.save_as(path, xl::xlOpenXMLWorkbook); !r) return fail(r.error().message);
+    }
+    auto app = xl::native::create_application();
+    auto t0 = Clock::now();
+    {
+        auto opened = app->workbooks().open(path, false);
+        if (!opened) return fail(opened.error().message);
+        if (auto r = (*opened)->save_as(path, xl::xlOpenXMLWorkbook); !r) return fail(r.error().message);
+        (*opened)->close();
+    }
+    const double baseline = ms_since(t0);
+    auto t1 = Clock::now();
+    auto opened = app->workbooks().open(path, false);
+    if (!opened) return fail(opened.error().message);
+    xl::Workbook& b = **opened;
+    std::vector<std::pair<xl::Worksheet*, std::string>> renames;
+    for (int i = 1; i <= n; ++i) {
+        std::snprintf(name, sizeof name, "Item%05d", i);
+        if (batch) {
+            renames.emplace_back(b.worksheet(i), name);
+        } else if (auto r = b.worksheet(i)->set_name(name); !r) {
+            return fail(r.error().message);
+        }
+    }
+    if (batch) {
+        auto done = b.rename_sheets(renames);
+        if (!done) return fail(done.error().message);
+        for (const Result<void>& r : *done)
+            if (!r) return fail(r.error().message);
+    }
+    if (auto r = b.save_as(path, xl::xlOpenXMLWorkbook); !r) return fail(r.error().message);
+    const double ms = ms_since(t1);
+    std::snprintf(next, sizeof next, "=Item%05d!A3+A3", 2);
+    if (b.worksheet(1)->cell_formula({3, 2}) != next)
+        return fail("formula not renamed: " + b.worksheet(1)->cell_formula({3, 2}));
+    b.close();
+    std::filesystem::remove(path);
+    report(batch ? "renames" : "rename", n, ms, baseline);
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc >= 3 && std::string(argv[1]) == "sort") return sort_job(std::atoi(argv[2]));
     if (argc >= 4 && std::string(argv[1]) == "wildcard")
         return wildcard_job(std::atoi(argv[2]), std::atoi(argv[3]));
-    std::fprintf(stderr, "usage: bench_hostile sort N | wildcard N LENGTH\n");
+    if (argc >= 3 && std::string(argv[1]) == "rename") return rename_job(std::atoi(argv[2]), false);
+    if (argc >= 3 && std::string(argv[1]) == "renames") return rename_job(std::atoi(argv[2]), true);
+    std::fprintf(stderr, "usage: bench_hostile sort N | wildcard N LENGTH | rename[s] N\n");
     return 2;
 }

@@ -847,6 +847,17 @@ public:
         return Error::failed("パスワードを設定できないブックです。");
     }
     virtual bool has_open_password() const { return false; }
+    // Worksheet.Name set on several sheets one after the other, with what refers to them
+    // rewritten once for all. Each change is checked as set_name checks it, against the names
+    // the earlier changes left; the answer holds each change's outcome in order (a refused one
+    // is skipped, the others go ahead). An error of the whole (a part that cannot be read)
+    // leaves every name as it was.
+    virtual Result<std::vector<Result<void>>> rename_sheets(
+        const std::vector<std::pair<Worksheet*, std::string>>& renames) {
+        std::vector<Result<void>> outcome;
+        for (const auto& [sheet, name] : renames) outcome.push_back(sheet->set_name(name));
+        return outcome;
+    }
     // The application's refusal of `name` as the name of a new sheet of this workbook.
     virtual Result<void> check_sheet_name(const std::string& name) {
         (void)name;

@@ -42,6 +42,20 @@ bool log_failed(run::Session& s, const Error& e) {
     return false;
 }
 
+// Renames sheets one after the other as assign_name does, with the workbook's references to
+// them rewritten once for the whole list rather than once per sheet.
+using Renames = std::vector<std::pair<xl::Worksheet*, std::string>>;
+void assign_names(run::Session& s, xl::Workbook& b, const Renames& renames) {
+    if (renames.empty()) return;
+    auto done = b.rename_sheets(renames);
+    if (!done) {
+        log_failed(s, done.error());
+        return;
+    }
+    for (const Result<void>& r : *done)
+        if (!r) s.update_error_text(r.error().message);
+}
+
 bool all_sheets_category(const run::Session& s) {
     return s.category.rfind(shell::kAllSheetsPrefix, 0) == 0;
 }
@@ -144,13 +158,13 @@ Result<void> Excel_シート_シート名変更(run::Session& s) {
             assign_name(s, *worksheet_named(*b, old_text), new_text);
         }
     } else if (basis == k::kByPart && !old_text.empty()) {
+        Renames renames;
         auto change = [&](xl::Worksheet& w) {
             std::string name = w.name();
             std::size_t at = text::find(name, old_text);
             if (at == std::string::npos) return;
-            assign_name(
-                s, w,
-                text::left(name, at) + new_text + text::mid(name, at + text::length(old_text)));
+            renames.emplace_back(&w, text::left(name, at) + new_text +
+                                         text::mid(name, at + text::length(old_text)));
         };
         if (all_sheets_category(s)) {
             if (xl::Worksheet* w = s.sheet()) change(*w);
@@ -160,6 +174,7 @@ Result<void> Excel_シート_シート名変更(run::Session& s) {
                 if (xl::Worksheet* w = b->worksheet(i)) change(*w);
             }
         }
+        assign_names(s, *b, renames);
     }
     refresh_sheet_name(s);
     return {};
@@ -169,11 +184,12 @@ Result<void> Excel_シート_シート名編集(run::Session& s) {
     xl::Workbook* b = s.book();
     if (!b) return no_workbook();
     const shell::Params& p = s.params;
+    Renames renames;
     auto edit = [&](xl::Worksheet& w) {
         std::string name = w.name();
         std::string edited =
             Excel_シート_シート名編集_X(name, p.option(k::kMethod), p.text(k::kText));
-        if (edited != name) assign_name(s, w, edited);
+        if (edited != name) renames.emplace_back(&w, std::move(edited));
     };
     if (p.option(k::kTarget) == k::kAll) {
         for (int i = 1; i <= b->worksheet_count(); ++i) {
@@ -183,6 +199,7 @@ Result<void> Excel_シート_シート名編集(run::Session& s) {
     } else if (xl::Worksheet* w = chosen_sheet(s, p)) {
         edit(*w);
     }
+    assign_names(s, *b, renames);
     refresh_sheet_name(s);
     return {};
 }

@@ -68,6 +68,37 @@ TEST(SheetRename, RefusalsLeaveTheWorkbookAsItWas) {
     EXPECT_TRUE(b.book->saved());
 }
 
+// Renames made as one batch leave the package that the same renames one at a time leave: names
+// swapped through a third one, a refusal in between, a change of case.
+TEST(SheetRename, ABatchEqualsOneRenameAtATime) {
+    const std::vector<std::pair<std::string, std::string>> steps = {
+        {"Data", "Tmp"}, {"Summary", "Data"}, {"Tmp", "Summary"},
+        {"My Sheet", "summary"},  // refused: Summary is taken again
+        {"Hidden", "hidden"},     {"My Sheet", "Mine"}};
+    OpenBook batch(structure_fixture()), single(structure_fixture());
+    ASSERT_NE(batch.book, nullptr) << batch.error;
+    std::vector<std::pair<xl::Worksheet*, std::string>> renames;
+    std::map<std::string, xl::Worksheet*> by_name;  // the sheets by their names as they go
+    for (const std::string& n : batch.names()) by_name[n] = &batch.ws(n);
+    for (const auto& [from, to] : steps) {
+        renames.emplace_back(by_name.at(from), to);
+        if (from != "My Sheet" || to != "summary") by_name[to] = by_name.at(from);
+    }
+    auto done = batch.book->rename_sheets(renames);
+    ASSERT_TRUE(done.has_value()) << done.error().message;
+    ASSERT_EQ(done->size(), steps.size());
+    for (std::size_t i = 0; i < steps.size(); ++i)
+        EXPECT_EQ((*done)[i].has_value(), i != 3) << steps[i].first << " -> " << steps[i].second;
+    for (const auto& [from, to] : steps) (void)single.ws(from).set_name(to);
+
+    EXPECT_EQ(batch.names(), (Names{"Summary", "Mine", "Data", "hidden"}));
+    EXPECT_EQ(batch.names(), single.names());
+    EXPECT_EQ(batch.ws("Data").cell_formula({1, 1}), "=SUM(Summary!A1:A3)+Mine!B2");
+    const std::string a = batch.save(), b = single.save();
+    ASSERT_EQ(parts_of(a), parts_of(b));
+    for (const std::string& part : parts_of(a)) EXPECT_EQ(part_of(a, part), part_of(b, part)) << part;
+}
+
 TEST(SheetInsert, NewSheetWithItsPartAndShiftedIndexes) {
     OpenBook b(structure_fixture());
     ASSERT_NE(b.book, nullptr) << b.error;

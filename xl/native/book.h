@@ -240,6 +240,8 @@ public:
                                                 Worksheet& after,
                                                 const std::vector<std::string>& names) override;
     Result<void> check_sheet_name(const std::string& name) override;
+    Result<std::vector<Result<void>>> rename_sheets(
+        const std::vector<std::pair<Worksheet*, std::string>>& renames) override;
     Result<void> set_open_password(const std::string& password) override;
     bool has_open_password() const override { return !password_.empty(); }
     // False after any change that a save would write, whichever path made it.

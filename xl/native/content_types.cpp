@@ -12,10 +12,31 @@ bool same_name(std::string_view a, std::string_view b) {
     return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
+std::string key_of(std::string_view part) {
+    if (!part.empty() && part.front() == '/') part.remove_prefix(1);
+    std::string key(part);
+    for (char& c : key)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return key;
+}
+
 }  // namespace
+
+pugi::xml_node ContentTypes::override_of(std::string_view part) const {
+    if (!indexed_) {
+        overrides_.clear();
+        for (pugi::xml_node n = doc_.root().first_child(); n; n = n.next_sibling())
+            if (xml::local_name(n.name()) == "Override")
+                overrides_.emplace(key_of(n.attribute("PartName").value()), n);  // first wins
+        indexed_ = true;
+    }
+    auto it = overrides_.find(key_of(part));
+    return it == overrides_.end() ? pugi::xml_node() : it->second;
+}
 
 Result<void> ContentTypes::parse(std::string_view bytes) {
     dirty_ = false;
+    indexed_ = false;
     return xml::load(doc_, bytes, "[Content_Types].xml");
 }
 
@@ -23,10 +44,7 @@ std::string ContentTypes::serialize() const { return xml::save(doc_); }
 
 std::string ContentTypes::type_of(std::string_view part) const {
     pugi::xml_node root = doc_.root();
-    for (pugi::xml_node n = root.first_child(); n; n = n.next_sibling())
-        if (xml::local_name(n.name()) == "Override" &&
-            same_name(n.attribute("PartName").value(), part))
-            return n.attribute("ContentType").value();
+    if (pugi::xml_node n = override_of(part)) return n.attribute("ContentType").value();
     auto dot = part.rfind('.');
     auto slash = part.rfind('/');
     if (dot == std::string_view::npos || (slash != std::string_view::npos && dot < slash))
@@ -42,19 +60,17 @@ std::string ContentTypes::type_of(std::string_view part) const {
 void ContentTypes::set_override(std::string_view part, std::string_view type) {
     std::string name = "/" + std::string(part.substr(!part.empty() && part.front() == '/'));
     pugi::xml_node root = doc_.root();
-    for (pugi::xml_node n = root.first_child(); n; n = n.next_sibling()) {
-        if (xml::local_name(n.name()) == "Override" &&
-            same_name(n.attribute("PartName").value(), part)) {
-            if (type != n.attribute("ContentType").value()) {
-                n.attribute("ContentType").set_value(std::string(type).c_str());
-                dirty_ = true;
-            }
-            return;
+    if (pugi::xml_node n = override_of(part)) {
+        if (type != n.attribute("ContentType").value()) {
+            n.attribute("ContentType").set_value(std::string(type).c_str());
+            dirty_ = true;
         }
+        return;
     }
     pugi::xml_node n = root.append_child((xml::prefix_of(root) + "Override").c_str());
     n.append_attribute("PartName") = name.c_str();
     n.append_attribute("ContentType") = std::string(type).c_str();
+    overrides_.emplace(key_of(name), n);
     dirty_ = true;
 }
 
@@ -64,6 +80,7 @@ bool ContentTypes::remove_override(std::string_view part) {
         if (xml::local_name(n.name()) == "Override" &&
             same_name(n.attribute("PartName").value(), part)) {
             root.remove_child(n);
+            indexed_ = false;  // another Override of the same name may come forward
             dirty_ = true;
             return true;
         }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 #include "util/result.h"
 #include "xl/native/xml.h"
@@ -51,8 +52,14 @@ public:
     bool dirty() const { return dirty_; }
 
 private:
+    // The Override element of a part, found through an index of the part names (lower-cased,
+    // without the leading "/") built on first use: packages with thousands of parts ask often.
+    pugi::xml_node override_of(std::string_view part) const;
+
     xml::Document doc_;
     bool dirty_ = false;
+    mutable std::unordered_map<std::string, pugi::xml_node> overrides_;
+    mutable bool indexed_ = false;
 };
 
 }  // namespace sheaflow::xl::native

@@ -301,6 +301,19 @@ std::string rename_sheet_in_formula(std::string_view formula, std::string_view o
     });
 }
 
+std::string rename_sheets_in_formula(std::string_view formula, const SheetRenameChain& renames) {
+    return rewrite_sheet_refs(formula, [&](const SheetRef& r) -> std::optional<std::string> {
+        if (!r.external.empty()) return std::nullopt;
+        auto first = renames.find(r.first);
+        auto last = r.last.empty() ? std::nullopt : renames.find(r.last);
+        if (!first && !last) return std::nullopt;
+        SheetRef renamed = r;
+        if (first) renamed.first = std::move(*first);
+        if (last) renamed.last = std::move(*last);
+        return sheet_ref_text(renamed);
+    });
+}
+
 std::string delete_sheet_in_formula(std::string_view formula, std::string_view deleted,
                                     const std::vector<std::string>& order) {
     auto position = [&](std::string_view name) -> std::ptrdiff_t {

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "xl/native/sheet_names.h"
+
 namespace sheaflow::xl::native {
 
 // One sheet prefix of a formula, names unquoted.
@@ -40,6 +42,9 @@ std::vector<SheetRef> sheet_refs(std::string_view formula);
 // The formula after sheet `old_name` of this workbook was renamed to `new_name`.
 std::string rename_sheet_in_formula(std::string_view formula, std::string_view old_name,
                                     std::string_view new_name);
+
+// The formula after the renames of `renames`.
+std::string rename_sheets_in_formula(std::string_view formula, const SheetRenameChain& renames);
 
 // The formula after sheet `deleted` was removed. `order` is the tab order before the deletion
 // (needed for 3-D references whose end is the deleted sheet: the range shrinks to the sheets left

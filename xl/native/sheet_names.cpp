@@ -63,6 +63,41 @@ bool ascii_upper_is(char c, char upper) { return c == upper || c == upper + ('a'
 
 bool same_sheet_name(std::string_view a, std::string_view b) { return folded(a) == folded(b); }
 
+namespace {
+std::string folded_key(std::string_view s) {
+    std::string out;
+    folded(s).toUTF8String(out);
+    return out;
+}
+}  // namespace
+
+void SheetRenameChain::add(std::string_view old_name, std::string_view new_name) {
+    const std::string from = folded_key(old_name), to = folded_key(new_name);
+    std::vector<std::string> firsts;
+    if (auto it = firsts_.find(from); it != firsts_.end()) {
+        firsts = std::move(it->second);
+        firsts_.erase(it);
+    } else {
+        firsts.push_back(from);
+        first_spelling_.emplace(from, std::string(old_name));
+    }
+    for (const std::string& f : firsts) last_[f] = std::string(new_name);
+    std::vector<std::string>& now = firsts_[to];
+    now.insert(now.end(), firsts.begin(), firsts.end());
+}
+
+std::optional<std::string> SheetRenameChain::find(std::string_view name) const {
+    auto it = last_.find(folded_key(name));
+    if (it == last_.end()) return std::nullopt;
+    return it->second;
+}
+
+std::vector<std::string> SheetRenameChain::old_names() const {
+    std::vector<std::string> out;
+    for (const auto& [key, spelling] : first_spelling_) out.push_back(spelling);
+    return out;
+}
+
 Result<void> check_sheet_name(std::string_view name, const std::vector<std::string>& others) {
     const std::string shown(name);
     if (name.empty()) return refused("シート名が入力されていません。");

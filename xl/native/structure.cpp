@@ -21,8 +21,8 @@ namespace {
 
 constexpr std::string_view kAppPropsPart = "docProps/app.xml";
 
-// Keeps the sheet titles of the document properties in step with a rename.
-void rename_in_app_properties(Book& b, std::string_view old_name, std::string_view new_name) {
+// Keeps the sheet titles of the document properties in step with renames.
+void rename_in_app_properties(Book& b, const SheetRenameChain& renames) {
     auto stored = b.package().find(kAppPropsPart);
     if (!stored) return;
     auto bytes = b.package().read(*stored);
@@ -35,10 +35,10 @@ void rename_in_app_properties(Book& b, std::string_view old_name, std::string_vi
         if (n.type() != pugi::node_element) continue;
         std::string title = n.text().get();
         std::string renamed;
-        if (same_sheet_name(title, old_name))
-            renamed = std::string(new_name);
+        if (auto whole = renames.find(title))
+            renamed = std::move(*whole);
         else if (title.find('!') != std::string::npos)
-            renamed = rename_sheet_in_formula(title, old_name, new_name);
+            renamed = rename_sheets_in_formula(title, renames);
         else
             continue;
         if (renamed == title) continue;
@@ -117,14 +117,14 @@ void structure::list_sheets_in_app_properties(Book& b) {
 
 namespace {
 
-void rename_pivot_sources(Book& b, std::string_view old_name, std::string_view new_name) {
+void rename_in_pivot_caches(Book& b, const SheetRenameChain& renames) {
     auto ct = b.content_types();
     if (!ct) return;
     for (const std::string& name : b.package().part_names()) {
         if ((*ct)->type_of(name) != kPivotCacheType) continue;
         auto bytes = b.package().read(name);
         if (!bytes) continue;
-        if (auto edited = rename_pivot_source(*bytes, old_name, new_name))
+        if (auto edited = rename_pivot_sources(*bytes, renames))
             b.package().write(name, std::move(*edited));
     }
 }
@@ -146,22 +146,60 @@ Sheet* own_sheet(Book& b, Worksheet* w) {
 }  // namespace
 
 Result<void> Sheet::set_name(const std::string& name) {
-    if (name == name_) return {};
-    if (auto r = structure_unlocked(book_, "シート「" + name_ + "」の名前を変更"); !r) return r;
-    if (auto r = check_sheet_name(name, sheet_names(book_, this)); !r) return r;
-    const std::string old = name_;
-    // A change of case only needs no formula rewritten (references compare without case), but
-    // is written anyway so that the formulas show the new spelling.
-    FormulaEdit edit = [&](std::string_view f) { return rename_sheet_in_formula(f, old, name); };
-    if (auto r = rewrite_workbook_formulas(book_, edit, old, nullptr); !r) return r;
-    rename_pivot_sources(book_, old, name);
-    rename_in_app_properties(book_, old, name);
-    pugi::xml_node element = sheet_element(book_.workbook_part(), book_.sheet_position(this));
-    if (element) element.attribute("name").set_value(name.c_str());
-    book_.workbook_part().mark_dirty();
-    name_ = name;
-    book_.set_saved(false);
-    return {};
+    auto done = book_.rename_sheets({{this, name}});
+    if (!done) return done.error();
+    return done->front();
+}
+
+// Each rename is checked against the names the earlier ones left, as one rename at a time would
+// be, but the formulas, pivot sources and document properties that name the sheets are rewritten
+// once for all of them: a thousand renames cost one pass over the workbook, not a thousand.
+Result<std::vector<Result<void>>> Book::rename_sheets(
+    const std::vector<std::pair<Worksheet*, std::string>>& renames) {
+    std::vector<Result<void>> outcome;
+    std::vector<std::pair<Sheet*, std::string>> done;  // each renamed sheet and its name before
+    SheetRenameChain composed;
+    for (const auto& [w, name] : renames) {
+        Sheet* s = own_sheet(*this, w);
+        if (!s) {
+            outcome.push_back(refused("別のブックのシートの名前は変更できません。"));
+            continue;
+        }
+        if (name == s->name_) {
+            outcome.push_back({});
+            continue;
+        }
+        if (auto r = structure_unlocked(*this, "シート「" + s->name_ + "」の名前を変更"); !r) {
+            outcome.push_back(r);
+            continue;
+        }
+        if (auto r = native::check_sheet_name(name, sheet_names(*this, s)); !r) {
+            outcome.push_back(r);
+            continue;
+        }
+        // A change of case only needs no formula rewritten (references compare without case),
+        // but is written anyway so that the formulas show the new spelling.
+        composed.add(s->name_, name);
+        done.emplace_back(s, s->name_);
+        s->name_ = name;
+        outcome.push_back({});
+    }
+    if (done.empty()) return outcome;
+    // One rename probes parts for its old name; several read every part once.
+    const std::string probe = done.size() == 1 ? done.front().second : std::string();
+    FormulaEdit edit = [&](std::string_view f) { return rename_sheets_in_formula(f, composed); };
+    if (auto r = rewrite_workbook_formulas(*this, edit, probe, nullptr); !r) {
+        for (auto it = done.rbegin(); it != done.rend(); ++it) it->first->name_ = it->second;
+        return r.error();
+    }
+    rename_in_pivot_caches(*this, composed);
+    rename_in_app_properties(*this, composed);
+    for (const auto& [s, old] : done)
+        if (pugi::xml_node element = sheet_element(workbook_, sheet_position(s)))
+            element.attribute("name").set_value(s->name_.c_str());
+    workbook_.mark_dirty();
+    set_saved(false);
+    return outcome;
 }
 
 Result<Worksheet*> Book::add_worksheet(Worksheet* before, Worksheet* after) {

@@ -142,6 +142,22 @@ std::optional<std::string> rename_pivot_source(std::string_view xml_text, std::s
         nullptr);
 }
 
+std::optional<std::string> rename_pivot_sources(std::string_view xml_text,
+                                                const SheetRenameChain& renames) {
+    return rewrite_tokens(
+        xml_text,
+        [&](std::string_view name, std::string_view attrs) -> std::optional<std::string> {
+            if (xml::local_name(name) != "worksheetSource") return std::nullopt;
+            std::optional<std::string_view> raw = xml::find_attr(attrs, "sheet");
+            if (!raw) return std::nullopt;
+            auto renamed = renames.find(xml::unescape(*raw));
+            if (!renamed) return std::nullopt;
+            std::string esc = escaped_attr(*renamed);
+            return xml::set_attr(attrs, "sheet", std::string_view(esc));
+        },
+        nullptr);
+}
+
 bool well_formed(std::string_view xml_text) {
     xml::Scanner sc(xml_text);
     std::vector<std::string_view> open;

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "xl/native/sheet_names.h"
+
 namespace sheaflow::xl::native {
 
 // A formula rewriter: the new text of a formula (without "="), or the same text.
@@ -27,6 +29,9 @@ std::optional<std::string> rewrite_part_formulas(std::string_view xml,
 // changed to `new_name`; nullopt when none does.
 std::optional<std::string> rename_pivot_source(std::string_view xml, std::string_view old_name,
                                                std::string_view new_name);
+
+// The same for renames made one after the other.
+std::optional<std::string> rename_pivot_sources(std::string_view xml, const SheetRenameChain& renames);
 
 // True when the part is well-formed as far as a forward scan sees: every tag closes, the
 // elements nest, there is one root element.
