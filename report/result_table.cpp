@@ -8,13 +8,30 @@ ResultTable::ResultTable(std::function<void(const std::string&)> on_full)
     : on_full_(std::move(on_full)) {}
 
 void ResultTable::clear() {
+    handed_on_ = 0;
     rows_.clear();
     titles_.clear();
     sources_.clear();
     pictures_.clear();
 }
 
+void ResultTable::finish_stream() {
+    if (!sink_ || rows_.empty()) return;
+    sources_.resize(rows_.size());
+    for (std::size_t i = 0; i < rows_.size(); ++i) sink_(titles_, std::move(rows_[i]), sources_[i]);
+    handed_on_ += static_cast<int>(rows_.size());
+    rows_.clear();
+    sources_.clear();
+    pictures_.clear();
+}
+
 void ResultTable::new_row() {
+    if (sink_) {
+        finish_stream();
+        rows_.emplace_back();
+        sources_.push_back(source_);
+        return;
+    }
     if (last_row() >= kLastRowLimit) {
         if (on_full_) on_full_(kFullMessage);
         return;
@@ -27,12 +44,14 @@ void ResultTable::new_row() {
 const std::string& ResultTable::row_source(int row) const {
     static const std::string kEmpty;
     // Rows erased or moved by other means leave the folders out of step: none is known then.
+    row -= handed_on_;
     if (sources_.size() != rows_.size() || row < 0 || row >= static_cast<int>(rows_.size()))
         return kEmpty;
     return sources_[static_cast<std::size_t>(row)];
 }
 
 void ResultTable::set_row_source(int row, std::string folder) {
+    row -= handed_on_;
     if (row < 0 || row >= static_cast<int>(rows_.size())) return;
     sources_.resize(rows_.size());
     sources_[static_cast<std::size_t>(row)] = std::move(folder);
@@ -45,6 +64,7 @@ void ResultTable::set_picture(std::shared_ptr<const std::string> png) {
 }
 
 const std::string* ResultTable::picture(int row) const {
+    row -= handed_on_;
     if (row < 0 || row >= static_cast<int>(pictures_.size()) || row >= static_cast<int>(rows_.size()))
         return nullptr;
     return pictures_[static_cast<std::size_t>(row)].get();
@@ -73,6 +93,7 @@ void ResultTable::set(int col, std::string text) {
 
 const std::string& ResultTable::cell(int row, int col) const {
     static const std::string kEmpty;
+    row -= handed_on_;
     if (row < 0 || row >= static_cast<int>(rows_.size()) || col < 0) return kEmpty;
     const Row& r = rows_[static_cast<std::size_t>(row)];
     return col < static_cast<int>(r.size()) ? r[static_cast<std::size_t>(col)] : kEmpty;
@@ -86,6 +107,7 @@ const std::string& ResultTable::title(int col) const {
 }
 
 void ResultTable::set_cell(int row, int col, std::string text) {
+    row -= handed_on_;
     if (row < 0 || row >= static_cast<int>(rows_.size()) || col < 0 || col >= kColumns) return;
     Row& r = rows_[static_cast<std::size_t>(row)];
     if (static_cast<int>(r.size()) <= col) r.resize(static_cast<std::size_t>(col) + 1);

@@ -39,8 +39,17 @@ public:
     void set(int col, std::string text);
     void set_title(int col, std::string text);
 
-    int last_row() const { return static_cast<int>(rows_.size()) - 1; }  // -1 when empty
-    bool empty() const { return rows_.empty(); }
+    // Rows handed on as they are finished instead of kept (the records output of the command
+    // line): each row goes to `sink` when the next one starts, or at finish_stream(), with the
+    // folder it was found in. Only the row being filled stays; rows(), cell() and set_cell()
+    // see that row alone, row numbers count on, and the row limit no longer applies.
+    using RowSink = std::function<void(const Row& titles, Row row, const std::string& source)>;
+    void stream_rows(RowSink sink) { sink_ = std::move(sink); }
+    // Hands on the last row.
+    void finish_stream();
+
+    int last_row() const { return handed_on_ + static_cast<int>(rows_.size()) - 1; }  // -1: empty
+    bool empty() const { return last_row() < 0; }
     const std::vector<Row>& rows() const { return rows_; }
     std::vector<Row>& rows() { return rows_; }
     const Row& titles() const { return titles_; }
@@ -72,6 +81,8 @@ private:
     std::string source_;
     std::vector<std::string> sources_;  // per row
     std::vector<std::shared_ptr<const std::string>> pictures_;  // per row, up to the last set
+    RowSink sink_;
+    int handed_on_ = 0;  // rows given to the sink, which no longer are in rows_
 };
 
 // The width and height in pixels of a PNG picture, read from its header.

@@ -9,12 +9,14 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 
 #include "app/cli/cli_common.h"
 #include "app/cli/cli_host.h"
 #include "ops/check_process.h"
 #include "ops/registry.h"
 #include "report/folders.h"
+#include "report/records.h"
 #include "report/record_store.h"
 #include "report/render.h"
 #include "report/result_table.h"
@@ -175,83 +177,13 @@ std::string render_tsv(const report::ResultTable& table) {
     return out;
 }
 
-void append_json_string(const std::string& s, std::string& out) {
-    out += '"';
-    for (char c : s) {
-        const auto u = static_cast<unsigned char>(c);
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += c;
-        } else if (c == '\n') {
-            out += "\\n";
-        } else if (c == '\r') {
-            out += "\\r";
-        } else if (c == '\t') {
-            out += "\\t";
-        } else if (u < 0x20) {
-            char buf[8];
-            std::snprintf(buf, sizeof buf, "\\u%04x", u);
-            out += buf;
-        } else {
-            out += c;
-        }
-    }
-    out += '"';
-}
-
-// The result list for scripts: one JSON object a line per finding, keyed by the column titles.
-// A row that only heads the rows below it (the file and sheet line of a search) is no finding;
-// its cells are carried into the findings under it, as are the leading cells a row leaves empty.
-std::string render_records(const report::ResultTable& table) {
-    const int columns = report::Check_Hyoji_Max(table);
-    auto first_set = [&](const report::ResultTable::Row& row) {
-        for (int c = 0; c < columns && c < static_cast<int>(row.size()); ++c)
-            if (!row[static_cast<std::size_t>(c)].empty()) return c;
-        return columns;
-    };
-    auto last_set = [&](const report::ResultTable::Row& row) {
-        for (int c = std::min(columns, static_cast<int>(row.size())) - 1; c >= 0; --c)
-            if (!row[static_cast<std::size_t>(c)].empty()) return c;
-        return -1;
-    };
-    std::vector<std::string> keys;
-    for (int c = 0; c < columns; ++c) {
-        std::string title = table.title(c);
-        keys.push_back(title.empty() ? "列" + std::to_string(c + 1) : title);
-    }
-    const auto& rows = table.rows();
-    std::vector<std::string> carried(static_cast<std::size_t>(columns));
-    std::string out;
-    for (std::size_t r = 0; r < rows.size(); ++r) {
-        if (blank(rows[r])) {
-            std::fill(carried.begin(), carried.end(), std::string());
-            continue;
-        }
-        const int first = first_set(rows[r]);
-        for (int c = first; c < columns; ++c)
-            carried[static_cast<std::size_t>(c)] = table.cell(static_cast<int>(r), c);
-        const bool heading = r + 1 < rows.size() && !blank(rows[r + 1]) &&
-                             first_set(rows[r + 1]) > last_set(rows[r]);
-        if (heading) continue;
-        out += '{';
-        for (int c = 0; c < columns; ++c) {
-            if (c > 0) out += ',';
-            append_json_string(keys[static_cast<std::size_t>(c)], out);
-            out += ':';
-            append_json_string(carried[static_cast<std::size_t>(c)], out);
-        }
-        out += "}\n";
-    }
-    return out;
-}
-
 // The marker under a list that the result table's row limit cut off.
 constexpr const char* kCutOff = "（３万行を超えたため、ここまでで打ち切りました。）";
 
-// The rendering that --format asks for. The text renderings show a first-column value on the
-// first row of its run only, as the result window does.
+// The rendering that --format asks for (records are written as they come, see RecordsOut).
+// The text renderings show a first-column value on the first row of its run only, as the result
+// window does.
 std::string render(const report::ResultTable& table, const RunArgs& a, bool cut_off) {
-    if (a.format == "records") return render_records(table);
     report::ResultTable shown = table;
     report::Check_Hyoji0_Indication(shown);
     std::string text;
@@ -298,6 +230,60 @@ std::string out_problem(const std::string& path) {
     if (::access(dir.c_str(), W_OK) != 0) return "フォルダー「" + dir + "」に書き込めません。";
     return {};
 }
+
+// --format records: each finding written to stdout or --out as soon as the table has it, so that
+// the output is not bound by the table's row limit and memory stays flat however long the list.
+class RecordsOut {
+public:
+    RecordsOut(const RunArgs& a, const std::string& target_folder)
+        : a_(a),
+          target_folder_(target_folder),
+          stream_([this](const std::string& line) { write(line); }) {}
+    ~RecordsOut() {
+        if (file_ && file_ != stdout) std::fclose(file_);
+    }
+    RecordsOut(const RecordsOut&) = delete;
+    RecordsOut& operator=(const RecordsOut&) = delete;
+
+    bool open() {
+        file_ = a_.out.empty() ? stdout : std::fopen(a_.out.c_str(), "wb");
+        if (!file_) error_line("「" + a_.out + "」に書き込めません。");
+        return file_ != nullptr;
+    }
+    void attach(report::ResultTable& table) {
+        table.stream_rows([this](const report::ResultTable::Row& titles,
+                                 report::ResultTable::Row row, const std::string& source) {
+            std::optional<std::string> folder;
+            if (a_.subfolders) folder = report::relative_folder(source, target_folder_);
+            stream_.push(titles, std::move(row), std::move(folder));
+        });
+    }
+    // After the run: the last finding, then everything flushed. False on a write error.
+    bool finish(report::ResultTable& table) {
+        table.finish_stream();
+        stream_.finish(table.titles());
+        if (std::fflush(file_) != 0 || failed_) {
+            error_line("「" + (a_.out.empty() ? std::string("標準出力") : a_.out) +
+                       "」に書き込めません。");
+            return false;
+        }
+        return true;
+    }
+
+private:
+    void write(const std::string& line) {
+        const std::string bytes = a_.encoding == "cp932" ? text::to_cp932(line, '?') : line;
+        if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) failed_ = true;
+        // A script reading stdout sees each finding at once.
+        if (file_ == stdout) std::fflush(stdout);
+    }
+
+    const RunArgs& a_;
+    std::string target_folder_;
+    report::RecordStream stream_;
+    std::FILE* file_ = nullptr;
+    bool failed_ = false;
+};
 
 }  // namespace
 
@@ -367,6 +353,12 @@ int cmd_run(const Args& in) {
 
     CliHost host(a.yes);
     report::ResultTable table;
+    std::optional<RecordsOut> records_out;
+    if (a.format == "records") {
+        records_out.emplace(a, folder);
+        if (!records_out->open()) return 2;
+        records_out->attach(table);
+    }
     // Past the table's row limit the program stops, as in the desktop program; the rows found
     // so far are written first, marked as cut off.
     // Over subfolders the rows say which folder each file was found in.
@@ -396,9 +388,12 @@ int cmd_run(const Args& in) {
 
     // A refusal here (a file missing or held, no engine) has been shown by the driver.
     if (!out.checked) return 2;
-    if (out.is_list && (!table.empty() || !table.titles().empty()) &&
-        !write_list(render(listed(), a, false), a))
+    if (records_out) {
+        if (!records_out->finish(table)) return 1;
+    } else if (out.is_list && (!table.empty() || !table.titles().empty()) &&
+               !write_list(render(listed(), a, false), a)) {
         return 1;
+    }
     if (!out.error_text.empty())
         std::fputs(text::replace_all(out.error_text, "\r\n", "\n").c_str(), stderr);
     // The driver has said "処理を中止しました。" in the progress lines.

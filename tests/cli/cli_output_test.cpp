@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "cli/cli_support.h"
+#include "report/result_table.h"
 #include "shell/temp_dir.h"
 #include "util/file.h"
 #include "util/text.h"
@@ -85,6 +86,29 @@ TEST_F(CliOutput, text_renderings_suppress_repeats_and_records_do_not) {
     auto r = lines(records.out);
     ASSERT_EQ(r.size(), 4u) << records.out;
     for (const std::string& line : r) EXPECT_EQ(line.rfind("{\"ファイル名\":\"", 0), 0u) << line;
+}
+
+// Records are written as findings come and are not bound by the result table's row limit.
+TEST_F(CliOutput, records_pass_the_row_limit) {
+    const int cells = report::ResultTable::kLastRowLimit + 240;
+    {
+        auto app = xl::native::create_application();
+        auto book = app->workbooks().add();
+        ASSERT_TRUE(book);
+        xl::Worksheet* ws = (*book)->active_sheet();
+        for (int r = 1; r <= cells; ++r) ASSERT_TRUE(ws->set_cell_value({r, 1}, "探す"));
+        ASSERT_TRUE((*book)->save_as(folder_ + "/c.xlsx", xl::xlOpenXMLWorkbook));
+    }
+    const std::string out = tmp_.file("records.jsonl");
+    Outcome records = run({"セル", "文字列検索", "--set", "search=探す", "--format", "records",
+                           "--files", "c.xlsx", "--out", out});
+    ASSERT_EQ(records.code, 0) << records.err;
+    std::string bytes;
+    ASSERT_TRUE(file::read_all(out, bytes));
+    auto r = lines(bytes);
+    ASSERT_EQ(r.size(), static_cast<std::size_t>(cells));
+    EXPECT_EQ(r.back().rfind("{\"ファイル名\":\"c.xlsx\"", 0), 0u) << r.back();
+    EXPECT_NE(r.back().find("A" + std::to_string(cells) + " "), std::string::npos) << r.back();
 }
 
 TEST_F(CliOutput, csv_files_carry_a_bom_or_are_written_in_cp932) {
