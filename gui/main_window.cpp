@@ -510,6 +510,7 @@ void MainWindow::runOperation() {
     request.procedures = procedures;
     request.target_folder = folder_;
     table_.clear();
+    table_full_ = false;
     host_->resetCancel();
     status_->clear();
     const int messages_before = host_->messagesShown();
@@ -571,6 +572,10 @@ void MainWindow::offerToOpen(const std::string& path) {
 }
 
 void MainWindow::tableFull(const std::string& text) {
+    // The program ends below; only a test's exit returns, and the run is then cancelled so
+    // that the rows that keep coming do not show the stop again.
+    if (table_full_) return;
+    table_full_ = true;
     host_->flush();
     QMessageBox::critical(this, QApplication::applicationDisplayName(), messageText(text));
     if (!result_window_) result_window_ = new ResultWindow(make_application_, this);
@@ -585,6 +590,7 @@ void MainWindow::tableFull(const std::string& text) {
     connect(result_window_, &ResultWindow::closed, &wait, &QEventLoop::quit);
     wait.exec();
     exit_program_();
+    requestCancel();
 }
 
 void MainWindow::showErrorText(const std::string& text) {

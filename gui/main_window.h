@@ -139,6 +139,7 @@ private:
     QSplitter* bottom_split_ = nullptr;
     ResultWindow* result_window_ = nullptr;
     std::function<void()> exit_program_;
+    bool table_full_ = false;  // the row limit was met during this run
     QWidget* error_window_ = nullptr;
     QPlainTextEdit* error_text_ = nullptr;
 };

@@ -17,6 +17,7 @@
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 #include "gui/first_file_dialog.h"
 #include "gui/main_window.h"
@@ -24,6 +25,7 @@
 #include "gui/qt_text.h"
 #include "gui/result_window.h"
 #include "gui_test.h"
+#include "report/result_table.h"
 #include "shell/catalogue.h"
 #include "shell/settings.h"
 #include "xl/native/engine.h"
@@ -315,6 +317,49 @@ private slots:
         QCOMPARE(qs(cellA(fx.books + "/1.xlsx", 1)), QStringLiteral("東京"));
         QCOMPARE(qs(cellA(fx.books + "/2.xlsx", 1)), QStringLiteral("東京"));
         QVERIFY(!w.resultWindow());
+    }
+
+    // Past the result table's last row the program stops, as the message says; the rows found
+    // so far are shown first, marked as cut off.
+    void a_list_past_the_row_limit_shows_its_rows_cut_off_before_the_end() {
+        Fixture fx;
+        const int hits = report::ResultTable::kLastRowLimit + 20;
+        QVERIFY(makeBook(fx.books + "/多い.xlsx", std::vector<std::string>(hits, "東京")));
+        MainWindow w(fx.params, engine);
+        w.setFolder(fx.books);
+        QVERIFY(choose(w.findChild<QListWidget*>("List1_0"), QStringLiteral("セル")));
+        QVERIFY(choose(w.findChild<QListWidget*>("List1_1"), QStringLiteral("文字列検索")));
+        setText(w.pane(), "search", QStringLiteral("東京"));
+        w.checkProcess();
+
+        // What the user sees when the program would end: the result window, then the exit.
+        QString title_at_exit;
+        int rows_at_exit = -1;
+        int exits = 0;
+        w.setProgramExit([&] {
+            ++exits;
+            if (ResultWindow* r = w.resultWindow()) {
+                title_at_exit = r->windowTitle();
+                rows_at_exit = r->table().last_row() + 1;
+            }
+        });
+        // The user reads the cut-off rows and closes the window, which ends the program.
+        QTimer closer;
+        QObject::connect(&closer, &QTimer::timeout, [&] {
+            if (ResultWindow* r = w.resultWindow(); r && r->isVisible() && exits == 0) r->close();
+        });
+        closer.start(50);
+        DialogScript script(true);
+        w.findChild<QPushButton*>("Cmd_Update2")->click();
+        closer.stop();
+
+        QCOMPARE(exits, 1);
+        QVERIFY2(script.texts.size() >= 1 &&
+                     script.texts.front().contains(QStringLiteral("３万行を超えました")),
+                 qPrintable(script.texts.join(" | ")));
+        QVERIFY2(title_at_exit.contains(QStringLiteral("打ち切りました")), qPrintable(title_at_exit));
+        // The file's heading row and every finding up to the limit.
+        QCOMPARE(rows_at_exit, report::ResultTable::kLastRowLimit + 1);
     }
 };
 
