@@ -152,8 +152,8 @@ int rename_job(int n, bool batch) {
             for (int r = 1; r <= 20; ++r) {
                 if (auto set = ws->set_cell_value({r, 1}, std::to_string(r)); !set)
                     return fail(set.error().message);
-                std::string f = "=" + std::string(next) + "!A" + std::to_string(r) + "+A" +
-                                 std::to_string(r);
+                std::string f =
+                    "=" + std::string(next) + "!A" + std::to_string(r) + "+A" + std::to_string(r);
                 if (auto set = ws->set_cell_formula({r, 2}, f); !set)
                     return fail(set.error().message);
             }
@@ -165,7 +165,8 @@ int rename_job(int n, bool batch) {
     {
         auto opened = app->workbooks().open(path, false);
         if (!opened) return fail(opened.error().message);
-        if (auto r = (*opened)->save_as(path, xl::xlOpenXMLWorkbook); !r) return fail(r.error().message);
+        if (auto r = (*opened)->save_as(path, xl::xlOpenXMLWorkbook); !r)
+            return fail(r.error().message);
         (*opened)->close();
     }
     const double baseline = ms_since(t0);

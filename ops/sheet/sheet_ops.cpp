@@ -163,8 +163,8 @@ Result<void> Excel_シート_シート名変更(run::Session& s) {
             std::string name = w.name();
             std::size_t at = text::find(name, old_text);
             if (at == std::string::npos) return;
-            renames.emplace_back(&w, text::left(name, at) + new_text +
-                                         text::mid(name, at + text::length(old_text)));
+            renames.emplace_back(
+                &w, text::left(name, at) + new_text + text::mid(name, at + text::length(old_text)));
         };
         if (all_sheets_category(s)) {
             if (xl::Worksheet* w = s.sheet()) change(*w);

@@ -357,7 +357,8 @@ private slots:
         QVERIFY2(script.texts.size() >= 1 &&
                      script.texts.front().contains(QStringLiteral("３万行を超えました")),
                  qPrintable(script.texts.join(" | ")));
-        QVERIFY2(title_at_exit.contains(QStringLiteral("打ち切りました")), qPrintable(title_at_exit));
+        QVERIFY2(title_at_exit.contains(QStringLiteral("打ち切りました")),
+                 qPrintable(title_at_exit));
         // The file's heading row and every finding up to the limit.
         QCOMPARE(rows_at_exit, report::ResultTable::kLastRowLimit + 1);
     }

@@ -21,11 +21,15 @@ TEST(RecordStream, WritesEachFindingAsSoonAsTheNextRowShowsItIsOne) {
     stream.push(titles, {"", "x"}, "sub");
     stream.finish(titles);
     ASSERT_EQ(out.size(), 4u);
-    EXPECT_EQ(out[1], "{\"ファイル名\":\"a.xlsx\",\"シート名\":\"S1\",\"検索結果\":\"B\\\"2\\n\"}\n");
+    EXPECT_EQ(out[1],
+              "{\"ファイル名\":\"a.xlsx\",\"シート名\":\"S1\",\"検索結果\":\"B\\\"2\\n\"}\n");
     // b.xlsx is followed by a blank row, so it is a finding of its own.
     EXPECT_EQ(out[2],
-              "{\"ファイル名\":\"b.xlsx\",\"シート名\":\"S2\",\"検索結果\":\"\",\"フォルダー\":\"sub\"}\n");
-    EXPECT_EQ(out[3], "{\"ファイル名\":\"\",\"シート名\":\"x\",\"検索結果\":\"\",\"フォルダー\":\"sub\"}\n");
+              "{\"ファイル名\":\"b.xlsx\",\"シート名\":\"S2\",\"検索結果\":\"\",\"フォルダー\":"
+              "\"sub\"}\n");
+    EXPECT_EQ(
+        out[3],
+        "{\"ファイル名\":\"\",\"シート名\":\"x\",\"検索結果\":\"\",\"フォルダー\":\"sub\"}\n");
 }
 
 TEST(ResultTable, StreamedRowsAreHandedOnAndNotKeptNorLimited) {

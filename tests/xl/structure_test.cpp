@@ -72,9 +72,13 @@ TEST(SheetRename, RefusalsLeaveTheWorkbookAsItWas) {
 // swapped through a third one, a refusal in between, a change of case.
 TEST(SheetRename, ABatchEqualsOneRenameAtATime) {
     const std::vector<std::pair<std::string, std::string>> steps = {
-        {"Data", "Tmp"}, {"Summary", "Data"}, {"Tmp", "Summary"},
+        {"Data", "Tmp"},
+        {"Summary", "Data"},
+        {"Tmp", "Summary"},
         {"My Sheet", "summary"},  // refused: Summary is taken again
-        {"Hidden", "hidden"},     {"My Sheet", "Mine"}};
+        {"Hidden", "hidden"},
+        {"My Sheet", "Mine"},
+    };
     OpenBook batch(structure_fixture()), single(structure_fixture());
     ASSERT_NE(batch.book, nullptr) << batch.error;
     std::vector<std::pair<xl::Worksheet*, std::string>> renames;
@@ -96,7 +100,8 @@ TEST(SheetRename, ABatchEqualsOneRenameAtATime) {
     EXPECT_EQ(batch.ws("Data").cell_formula({1, 1}), "=SUM(Summary!A1:A3)+Mine!B2");
     const std::string a = batch.save(), b = single.save();
     ASSERT_EQ(parts_of(a), parts_of(b));
-    for (const std::string& part : parts_of(a)) EXPECT_EQ(part_of(a, part), part_of(b, part)) << part;
+    for (const std::string& part : parts_of(a))
+        EXPECT_EQ(part_of(a, part), part_of(b, part)) << part;
 }
 
 TEST(SheetInsert, NewSheetWithItsPartAndShiftedIndexes) {

@@ -14,9 +14,8 @@ LineMap LineMap::insertion(std::int32_t at, std::int32_t count, std::int32_t lim
 LineMap LineMap::insertions(std::vector<LineInsertion> places, std::int32_t limit) {
     LineMap m;
     m.limit_ = limit;
-    std::erase_if(places, [&](const LineInsertion& p) {
-        return p.count < 1 || p.at < 1 || p.at > limit;
-    });
+    std::erase_if(places,
+                  [&](const LineInsertion& p) { return p.count < 1 || p.at < 1 || p.at > limit; });
     std::sort(places.begin(), places.end(),
               [](const LineInsertion& a, const LineInsertion& b) { return a.at < b.at; });
     // Counts are kept within the grid: more lines than it has push everything off anyway.
