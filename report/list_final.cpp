@@ -6,6 +6,8 @@ void Final_Process(RecordStore& store, ResultTable& table, const std::vector<std
                    const FillRow& fill) {
     if (store.empty()) return;
     store.sort();
+    // Titles first: a streamed table hands rows on as they come, keyed by the titles.
+    for (std::size_t c = 0; c < titles.size(); ++c) table.set_title(static_cast<int>(c), titles[c]);
     for (std::int32_t i = 0; i <= store.count(); ++i) {
         const RecordStore::Record& rec = store.record(i);
         if (i > 0 && rec.key(0) != store.record(i - 1).key(0)) table.new_row();
@@ -13,7 +15,6 @@ void Final_Process(RecordStore& store, ResultTable& table, const std::vector<std
         table.set_row_source(table.last_row(), rec.source);
         if (fill) fill(rec, table);
     }
-    for (std::size_t c = 0; c < titles.size(); ++c) table.set_title(static_cast<int>(c), titles[c]);
 }
 
 SheetListSort sheet_list_sort(std::string_view word) {

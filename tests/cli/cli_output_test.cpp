@@ -2,6 +2,7 @@
 // suppression, csv with a byte-order mark or in CP932, and --out looked at before the run.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "cli/cli_support.h"
@@ -108,7 +109,10 @@ TEST_F(CliOutput, records_pass_the_row_limit) {
     auto r = lines(bytes);
     ASSERT_EQ(r.size(), static_cast<std::size_t>(cells));
     EXPECT_EQ(r.back().rfind("{\"ファイル名\":\"c.xlsx\"", 0), 0u) << r.back();
-    EXPECT_NE(r.back().find("A" + std::to_string(cells) + " "), std::string::npos) << r.back();
+    const std::string last_cell = "A" + std::to_string(cells) + " ";
+    EXPECT_TRUE(std::any_of(r.begin(), r.end(), [&](const std::string& line) {
+        return line.find(last_cell) != std::string::npos;
+    }));
 }
 
 TEST_F(CliOutput, csv_files_carry_a_bom_or_are_written_in_cp932) {
