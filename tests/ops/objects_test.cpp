@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <set>
@@ -205,6 +206,41 @@ TEST_F(ObjectOpsTest, CopyFromAnotherWorkbookAndCutBetweenSheets) {
         << seen;
     EXPECT_EQ(seen.find("!!"), std::string::npos) << seen;
     EXPECT_NE(seen.find("Chart 7|Picture 6"), std::string::npos) << seen;
+}
+
+TEST_F(ObjectOpsTest, EmbeddedObjectsAndControlsCopyAndCutWithTheirParts) {
+    // Data has notes (a VML drawing) and no drawing part.
+    add_target("structure.xlsx", "t.xlsx");
+    const std::string controls = std::string(SHEAFLOW_TEST_DATA_DIR) + "/controls.xlsx";
+    auto copied = run("編集", "コピー貼付_オブジェクト",
+                      {{"source", "file"},
+                       {"source_file", controls},
+                       {"source_sheet", "Controls"},
+                       {"dest_sheet", "Data"},
+                       {"names", "*"},
+                       {"dest", "H2"}});
+    EXPECT_EQ(copied.error_text, "");
+    std::vector<std::string> data = objects_of(dir_ / "t.xlsx", 1);
+    for (const char* want : {"埋め込みOLEオブジェクト:Object 3@H2:K7",
+                             "コントロール:Check Box 1@H2:K4", "コントロール:CommandButton1@H2:K5"})
+        EXPECT_NE(std::find(data.begin(), data.end(), want), data.end()) << want;
+    // Cut from one sheet to the other: the source sheet keeps none of them.
+    add_target("controls.xlsx", "c.xlsx");
+    files_.erase(files_.begin());
+    auto cut = run("編集", "切取り貼付_オブジェクト",
+                   {{"source_sheet", "Controls"}, {"dest_sheet", "Empty"}, {"names", "*"}});
+    EXPECT_EQ(cut.failed_files, 0) << cut.error_text;
+    EXPECT_EQ(objects_of(dir_ / "c.xlsx", 1), std::vector<std::string>{});
+    EXPECT_EQ(objects_of(dir_ / "c.xlsx", 2),
+              (std::vector<std::string>{"埋め込みOLEオブジェクト:Object 3@B9:E14",
+                                        "コントロール:Check Box 1@B2:E4",
+                                        "コントロール:CommandButton1@B5:E8"}));
+    if (!has_office()) GTEST_SKIP() << "no soffice";
+    std::string seen = office_view({dir_ / "t.xlsx", dir_ / "c.xlsx"});
+    EXPECT_EQ(seen.find("!!"), std::string::npos) << seen;
+    EXPECT_NE(seen.find("c.xlsx\tControls\tshapes=0\t"), std::string::npos) << seen;
+    EXPECT_NE(seen.find("c.xlsx\tEmpty\tshapes=3\t"), std::string::npos) << seen;
+    EXPECT_NE(seen.find("t.xlsx\tData\tshapes=4\tnotes=1\t"), std::string::npos) << seen;
 }
 
 }  // namespace

@@ -24,6 +24,7 @@
 namespace sheaflow::xl::native {
 
 using drawing::Found;
+using namespace drawing;
 
 namespace {
 
@@ -94,6 +95,10 @@ bool is_object(std::string_view local) {
            local == "cxnSp" || local == "contentPart";
 }
 
+}  // namespace
+
+namespace drawing {
+
 // The anchor held by a child of the drawing's root: the child itself, or the anchor of the
 // first branch of an alternate-content block that has one.
 pugi::xml_node anchor_of(pugi::xml_node top) {
@@ -117,6 +122,10 @@ pugi::xml_node c_nv_pr(pugi::xml_node object) {
         if (xml::local_name(nv.name()).rfind("nv", 0) == 0) return xml::child(nv, "cNvPr");
     return {};
 }
+
+}  // namespace drawing
+
+namespace {
 
 // The transform of an object: a:xfrm of its shape properties, or xdr:xfrm of a frame.
 pugi::xml_node xfrm_of(pugi::xml_node object) {
@@ -152,10 +161,10 @@ std::string integer(double v) {
 
 void set_text(pugi::xml_node n, double v) { n.text().set(integer(v).c_str()); }
 
-// VML: the shape blocks of a part, as text ("<v:shape ...>...</v:shape>").
-struct VmlBlock {
-    std::size_t begin = 0, end = 0;
-};
+}  // namespace
+
+namespace drawing {
+
 std::vector<VmlBlock> vml_blocks(std::string_view text) {
     std::vector<VmlBlock> out;
     std::size_t pos = 0;
@@ -178,6 +187,10 @@ std::vector<VmlBlock> vml_blocks(std::string_view text) {
     return out;
 }
 
+}  // namespace drawing
+
+namespace {
+
 std::string between(std::string_view s, std::string_view open, std::string_view close) {
     std::size_t a = s.find(open);
     if (a == std::string_view::npos) return {};
@@ -185,6 +198,10 @@ std::string between(std::string_view s, std::string_view open, std::string_view 
     std::size_t b = s.find(close, a);
     return b == std::string_view::npos ? std::string() : std::string(s.substr(a, b - a));
 }
+
+}  // namespace
+
+namespace drawing {
 
 // The shape number of a VML shape ("_x0000_s1025" -> 1025), 0 when it has none.
 int vml_shape_number(std::string_view block) {
@@ -209,6 +226,10 @@ std::vector<double> anchor_numbers(std::string_view block) {
     }
     return out;
 }
+
+}  // namespace drawing
+
+namespace {
 
 // A VML length in points ("96pt", "128px", "1.5in").
 double vml_points(std::string_view v) {
@@ -344,6 +365,10 @@ Result<void> prune_relationships(Book& b, const std::string& source, std::string
     return {};
 }
 
+}  // namespace
+
+namespace drawing {
+
 std::set<std::string> rel_ids(Book& b, const std::string& part) {
     std::set<std::string> out;
     std::string name = rels_path_for(part);
@@ -362,10 +387,6 @@ void ids_used(pugi::xml_node n, const std::set<std::string>& known, std::set<std
     for (pugi::xml_node c : n.children())
         if (c.type() == pugi::node_element) ids_used(c, known, out);
 }
-
-}  // namespace
-
-namespace drawing {
 
 Grid::Grid(Sheet& s, Book& b) {
     mdw_ = max_digit_width(b);
@@ -421,17 +442,6 @@ std::pair<std::int32_t, double> Grid::at(const Lines& lines, double standard, do
     return {limit - 1, 0};
 }
 
-}  // namespace drawing
-
-namespace {
-
-using drawing::Grid;
-
-struct Corner {
-    std::int32_t col0 = 0, row0 = 0;
-    double col_off = 0, row_off = 0;
-};
-
 Corner read_marker(pugi::xml_node m) {
     return {static_cast<std::int32_t>(num(m, "col")), static_cast<std::int32_t>(num(m, "row")),
             num(m, "colOff"), num(m, "rowOff")};
@@ -449,11 +459,6 @@ Corner corner_at(Grid& g, double x, double y) {
     auto [r, ro] = g.row_at(y);
     return {c, r, co, ro};
 }
-
-// The rectangle of an anchor in EMU from the sheet's top-left corner.
-struct Rect {
-    double x = 0, y = 0, w = 0, h = 0;
-};
 
 Rect anchor_rect(Grid& g, pugi::xml_node anchor, pugi::xml_node object) {
     std::string_view kind = xml::local_name(anchor.name());
@@ -508,6 +513,10 @@ void write_rect(Grid& g, pugi::xml_node anchor, pugi::xml_node object, const Rec
         }
     }
 }
+
+}  // namespace drawing
+
+namespace {
 
 void fill_cells(SheetObject& o, Grid& g, const Rect& r, pugi::xml_node anchor) {
     if (xml::local_name(anchor.name()) == "twoCellAnchor") {
@@ -777,12 +786,6 @@ Result<void> DrawingEdit::load(Book& b, const Found& f) {
     return {};
 }
 
-}  // namespace drawing
-
-namespace {
-
-using drawing::DrawingEdit;
-
 // Moves or resizes a legacy drawing's shape: its anchor (columns and rows with pixel offsets)
 // and its style's margins and size.
 Result<void> edit_vml_rect(Book& b, Sheet& s, const Found& f,
@@ -829,6 +832,10 @@ Result<void> edit_vml_rect(Book& b, Sheet& s, const Found& f,
     if (out != *bytes) b.package().write(f.part, std::move(out));
     return {};
 }
+
+}  // namespace drawing
+
+namespace {
 
 Result<void> edit_rect(Book& b, Sheet& s, const Found& f,
                        const std::function<Rect(const Rect&)>& change) {
@@ -983,316 +990,6 @@ Result<void> Sheet::rename_object(const SheetObject& o, const std::string& name)
         });
         if (!r) return r;
     }
-    book_.set_saved(false);
-    return {};
-}
-
-}  // namespace sheaflow::xl::native
-
-namespace sheaflow::xl::native {
-namespace {
-
-constexpr std::string_view kDrawingContentType =
-    "application/vnd.openxmlformats-officedocument.drawing+xml";
-
-// Parts copied from one workbook into another (or into the same one under new names), with the
-// parts they refer to; each source part is copied once.
-class PartCopier {
-public:
-    PartCopier(Book& from, Book& to) : from_(from), to_(to) {}
-
-    // The name of the copy of `part`, made on first use.
-    Result<std::string> copy(const std::string& part) {
-        if (auto it = done_.find(part); it != done_.end()) return it->second;
-        auto bytes = from_.package().read(part);
-        if (!bytes) return bytes.error();
-        std::string name = new_name(part);
-        done_[part] = name;
-        auto from_ct = from_.content_types();
-        auto to_ct = to_.content_types();
-        if (!from_ct) return from_ct.error();
-        if (!to_ct) return to_ct.error();
-        std::string type = (*from_ct)->type_of(part);
-        if (!type.empty() && (*to_ct)->type_of(name) != type) (*to_ct)->set_override(name, type);
-        // The copy's relationships keep their ids (the part names them) and point at copies.
-        std::string rels_name = rels_path_for(part);
-        if (from_.package().has(rels_name)) {
-            auto rels = from_.package().read(rels_name);
-            if (!rels) return rels.error();
-            xml::Document doc;
-            if (auto r = xml::load(doc, *rels, rels_name); !r) return r.error();
-            for (pugi::xml_node rel : doc.root().children()) {
-                if (rel.type() != pugi::node_element) continue;
-                if (std::string_view(rel.attribute("TargetMode").value()) == "External") continue;
-                std::string target = resolve_target(part, rel.attribute("Target").value());
-                auto stored = from_.package().find(target);
-                if (!stored) continue;
-                auto copied = copy(*stored);
-                if (!copied) return copied.error();
-                rel.attribute("Target").set_value(relative_target(name, *copied).c_str());
-            }
-            to_.package().write(rels_path_for(name), xml::save(doc));
-        }
-        to_.package().write(name, std::move(*bytes));
-        return name;
-    }
-
-private:
-    std::string new_name(const std::string& part) {
-        std::size_t slash = part.rfind('/');
-        std::string folder = part.substr(0, slash + 1), file = part.substr(slash + 1);
-        std::size_t dot = file.rfind('.');
-        std::string ext = dot == std::string::npos ? "" : file.substr(dot);
-        std::string stem = file.substr(0, dot);
-        while (!stem.empty() && std::isdigit(static_cast<unsigned char>(stem.back())))
-            stem.pop_back();
-        return structure::unique_part_name(to_.package(), folder, stem, ext);
-    }
-
-    Book& from_;
-    Book& to_;
-    std::map<std::string, std::string> done_;
-};
-
-// The sheet's drawing part, made (with its relationship, its element in the sheet and its
-// content type) when the sheet has none.
-Result<std::string> drawing_of(Book& b, Sheet& s) {
-    auto parts = related_parts(b, s.part_name(), rel::kDrawing);
-    if (!parts.empty()) return parts.front();
-    std::string name = structure::unique_part_name(b.package(), "xl/drawings/", "drawing", ".xml");
-    b.package().write(name,
-                      "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n"
-                      "<xdr:wsDr xmlns:xdr=\"http://schemas.openxmlformats.org/drawingml/2006/"
-                      "spreadsheetDrawing\" xmlns:a=\"http://schemas.openxmlformats.org/drawingml/"
-                      "2006/main\"/>");
-    auto ct = b.content_types();
-    if (!ct) return ct.error();
-    (*ct)->set_override(name, kDrawingContentType);
-    Relationships rels;
-    std::string rels_name = rels_path_for(s.part_name());
-    if (b.package().has(rels_name)) {
-        auto bytes = b.package().read(rels_name);
-        if (!bytes) return bytes.error();
-        if (auto r = rels.parse(*bytes, rels_name); !r) return r.error();
-    }
-    std::string id = rels.add(rel::kDrawing, relative_target(s.part_name(), name));
-    b.package().write(rels_name, rels.serialize());
-    auto r = edit_sheet_xml(b, s, [&](pugi::xml_node root) -> Result<bool> {
-        std::string rp;
-        for (pugi::xml_attribute a : root.attributes())
-            if (std::string_view(a.name()).substr(0, 6) == "xmlns:" &&
-                std::string_view(a.value()) ==
-                    "http://schemas.openxmlformats.org/officeDocument/2006/relationships")
-                rp = std::string(a.name()).substr(6);
-        if (rp.empty()) {
-            rp = "r";
-            root.append_attribute("xmlns:r") =
-                "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
-        }
-        pugi::xml_node d = sheet_element(root, "drawing");
-        d.append_attribute((rp + ":id").c_str()) = id.c_str();
-        return true;
-    });
-    if (!r) return r.error();
-    return name;
-}
-
-int largest_shape_id(pugi::xml_node n) {
-    int best = 0;
-    for (pugi::xml_node c : n.children()) {
-        if (c.type() != pugi::node_element) continue;
-        if (xml::local_name(c.name()) == "cNvPr") best = std::max(best, c.attribute("id").as_int());
-        best = std::max(best, largest_shape_id(c));
-    }
-    return best;
-}
-
-void renumber_shapes(pugi::xml_node n, int& next) {
-    for (pugi::xml_node c : n.children()) {
-        if (c.type() != pugi::node_element) continue;
-        if (xml::local_name(c.name()) == "cNvPr") c.attribute("id").set_value(next++);
-        renumber_shapes(c, next);
-    }
-}
-
-}  // namespace
-
-Result<void> Sheet::copy_object(const SheetObject& o, Worksheet& dest, std::optional<CellRef> to) {
-    auto* target = dynamic_cast<Sheet*>(&dest);
-    if (!target || !target->has_cells()) return refused("貼り付け先がワークシートではありません。");
-    if (to && (to->row < 1 || to->col < 1 || to->row > rows_count() || to->col > columns_count()))
-        return refused("貼り付け先のセルがシートの範囲外です。");
-    if (auto r = target->check(); !r) return r;
-    auto f = drawing::find(book_, *this, o);
-    if (!f) return f.error();
-    if (o.kind == ObjectKind::Hyperlink) {
-        for (Hyperlink h : hyperlinks()) {
-            if (h.row != f->cell.row || h.col != f->cell.col) continue;
-            if (to) h.row = to->row, h.col = to->col;
-            return target->add_hyperlink(h);
-        }
-        return refused("ハイパーリンクが見つかりません。");
-    }
-    if (f->where != Found::Where::Drawing || o.kind == ObjectKind::OleObject ||
-        o.kind == ObjectKind::Control)
-        return refused("「" + o.name + "」はコピーできない種類のオブジェクトです。");
-    Book& db = target->book_;
-    DrawingEdit src;
-    if (auto r = src.load(book_, *f); !r) return r;
-    Grid sg(*this, book_);
-    Rect rect = anchor_rect(sg, src.anchor, src.object);
-    auto dpart = drawing_of(db, *target);
-    if (!dpart) return dpart.error();
-    EditedPart d;
-    if (auto r = d.load(db, *dpart); !r) return r;
-    // The relationships the object names are copied with the parts they point at.
-    Relationships src_rels, dst_rels;
-    std::string src_rels_name = rels_path_for(f->part), dst_rels_name = rels_path_for(*dpart);
-    if (book_.package().has(src_rels_name)) {
-        auto bytes = book_.package().read(src_rels_name);
-        if (!bytes) return bytes.error();
-        if (auto r = src_rels.parse(*bytes, src_rels_name); !r) return r;
-    }
-    if (db.package().has(dst_rels_name)) {
-        auto bytes = db.package().read(dst_rels_name);
-        if (!bytes) return bytes.error();
-        if (auto r = dst_rels.parse(*bytes, dst_rels_name); !r) return r;
-    }
-    int next = largest_shape_id(d.doc.root()) + 1;
-    pugi::xml_node copy = d.doc.root().append_copy(src.top);
-    // The prefixes the object uses are declared on the destination's root too.
-    for (pugi::xml_attribute a : src.part.doc.root().attributes()) {
-        std::string_view n = a.name();
-        if ((n.substr(0, 6) == "xmlns:" || n == "xmlns") && !d.doc.root().attribute(a.name()))
-            d.doc.root().append_attribute(a.name()) = a.value();
-    }
-    PartCopier parts(book_, db);
-    std::map<std::string, std::string> new_ids;
-    std::function<Result<void>(pugi::xml_node)> relink = [&](pugi::xml_node n) -> Result<void> {
-        for (pugi::xml_attribute a : n.attributes()) {
-            auto item = src_rels.by_id(a.value());
-            if (!item) continue;
-            auto known = new_ids.find(item->id);
-            if (known == new_ids.end()) {
-                std::string id;
-                if (item->external) {
-                    id = dst_rels.add_external(item->type, item->target);
-                } else {
-                    auto stored = book_.package().find(resolve_target(f->part, item->target));
-                    if (!stored) continue;
-                    auto copied = parts.copy(*stored);
-                    if (!copied) return copied.error();
-                    id = dst_rels.add(item->type, relative_target(*dpart, *copied));
-                }
-                known = new_ids.emplace(item->id, id).first;
-            }
-            a.set_value(known->second.c_str());
-        }
-        for (pugi::xml_node c : n.children())
-            if (c.type() == pugi::node_element)
-                if (auto r = relink(c); !r) return r;
-        return {};
-    };
-    if (auto r = relink(copy); !r) return r;
-    renumber_shapes(copy, next);
-    if (to) {
-        Grid dg(*target, db);
-        pugi::xml_node anchor = anchor_of(copy);
-        write_rect(dg, anchor, object_of(anchor),
-                   Rect{dg.x(to->col - 1), dg.y(to->row - 1), rect.w, rect.h});
-    }
-    d.changed = true;
-    d.store(db);
-    if (!new_ids.empty()) db.package().write(dst_rels_name, dst_rels.serialize());
-    db.set_saved(false);
-    return {};
-}
-
-
-Result<void> Sheet::add_picture(const std::string& png, CellRef at, double width, double height) {
-    if (!has_cells()) return refused("画像を貼り付けられるのはワークシートだけです。");
-    if (at.row < 1 || at.col < 1 || at.row > rows_count() || at.col > columns_count())
-        return refused("画像を貼り付けるセルがシートの範囲外です。");
-    if (width <= 0 || height <= 0) return refused("画像の大きさが正しくありません。");
-    if (auto r = check(); !r) return r;
-    auto dpart = drawing_of(book_, *this);
-    if (!dpart) return dpart.error();
-    EditedPart d;
-    if (auto r = d.load(book_, *dpart); !r) return r;
-    // The picture's bytes become a media part that the drawing refers to.
-    std::string media = structure::unique_part_name(book_.package(), "xl/media/", "image", ".png");
-    auto ct = book_.content_types();
-    if (!ct) return ct.error();
-    (*ct)->ensure_default("png", "image/png");
-    Relationships rels;
-    std::string rels_name = rels_path_for(*dpart);
-    if (book_.package().has(rels_name)) {
-        auto bytes = book_.package().read(rels_name);
-        if (!bytes) return bytes.error();
-        if (auto r = rels.parse(*bytes, rels_name); !r) return r;
-    }
-    std::string id = rels.add(
-        "http://schemas.openxmlformats.org/officeDocument/2006/relationships/image",
-        relative_target(*dpart, media));
-
-    // Elements take the prefixes the part already uses for its two namespaces.
-    pugi::xml_node root = d.doc.root();
-    std::string_view root_name = root.name();
-    std::size_t colon = root_name.find(':');
-    const std::string x = colon == std::string_view::npos
-                              ? std::string()
-                              : std::string(root_name.substr(0, colon + 1));
-    std::string a;
-    for (pugi::xml_attribute attr : root.attributes())
-        if (std::string_view(attr.value()) == "http://schemas.openxmlformats.org/drawingml/2006/main" &&
-            std::string_view(attr.name()).substr(0, 6) == "xmlns:")
-            a = std::string(attr.name()).substr(6) + ":";
-    if (a.empty()) {
-        root.append_attribute("xmlns:a") = "http://schemas.openxmlformats.org/drawingml/2006/main";
-        a = "a:";
-    }
-    auto el = [](pugi::xml_node parent, const std::string& name) {
-        return parent.append_child(name.c_str());
-    };
-    const int shape_id = largest_shape_id(root) + 1;
-    pugi::xml_node anchor = el(root, x + "twoCellAnchor");
-    anchor.append_attribute("editAs") = "oneCell";
-    for (const char* corner : {"from", "to"}) {
-        pugi::xml_node m = el(anchor, x + corner);
-        for (const char* part : {"col", "colOff", "row", "rowOff"}) el(m, x + part).text() = "0";
-    }
-    pugi::xml_node pic = el(anchor, x + "pic");
-    pugi::xml_node nv = el(pic, x + "nvPicPr");
-    pugi::xml_node cnv = el(nv, x + "cNvPr");
-    cnv.append_attribute("id") = shape_id;
-    cnv.append_attribute("name") = ("図 " + std::to_string(shape_id)).c_str();
-    el(el(nv, x + "cNvPicPr"), a + "picLocks").append_attribute("noChangeAspect") = "1";
-    pugi::xml_node fill = el(pic, x + "blipFill");
-    pugi::xml_node blip = el(fill, a + "blip");
-    blip.append_attribute("xmlns:r") =
-        "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
-    blip.append_attribute("r:embed") = id.c_str();
-    el(el(fill, a + "stretch"), a + "fillRect");
-    pugi::xml_node sp = el(pic, x + "spPr");
-    pugi::xml_node xfrm = el(sp, a + "xfrm");
-    pugi::xml_node off = el(xfrm, a + "off");
-    off.append_attribute("x") = "0";
-    off.append_attribute("y") = "0";
-    pugi::xml_node ext = el(xfrm, a + "ext");
-    ext.append_attribute("cx") = "1";
-    ext.append_attribute("cy") = "1";
-    pugi::xml_node geom = el(sp, a + "prstGeom");
-    geom.append_attribute("prst") = "rect";
-    el(geom, a + "avLst");
-    el(anchor, x + "clientData");
-
-    Grid g(*this, book_);
-    write_rect(g, anchor, pic,
-               Rect{g.x(at.col - 1), g.y(at.row - 1), width * kEmuPerPoint, height * kEmuPerPoint});
-    book_.package().write(media, png);
-    book_.package().write(rels_name, rels.serialize());
-    d.changed = true;
-    d.store(book_);
     book_.set_saved(false);
     return {};
 }

@@ -3,6 +3,8 @@
 // xl/native.
 
 #include <cstdint>
+#include <functional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -65,6 +67,46 @@ struct DrawingEdit {
     pugi::xml_node object;  // sp, pic, graphicFrame, grpSp, cxnSp or contentPart
     Result<void> load(Book& b, const Found& f);
 };
+
+// Drawing XML: the anchor of a child of the drawing's root (an alternate-content block's first
+// anchor), the object of an anchor, the non-visual properties (name, id) of an object.
+pugi::xml_node anchor_of(pugi::xml_node top);
+pugi::xml_node object_of(pugi::xml_node anchor);
+pugi::xml_node c_nv_pr(pugi::xml_node object);
+
+// A cell corner of an anchor marker: 0-based column and row, offsets in EMU.
+struct Corner {
+    std::int32_t col0 = 0, row0 = 0;
+    double col_off = 0, row_off = 0;
+};
+Corner read_marker(pugi::xml_node m);
+void write_marker(pugi::xml_node m, const Corner& c);
+Corner corner_at(Grid& g, double x, double y);
+
+// The rectangle of an anchor in EMU from the sheet's top-left corner.
+struct Rect {
+    double x = 0, y = 0, w = 0, h = 0;
+};
+Rect anchor_rect(Grid& g, pugi::xml_node anchor, pugi::xml_node object);
+// Writes a rectangle into an anchor and into the object's own transform.
+void write_rect(Grid& g, pugi::xml_node anchor, pugi::xml_node object, const Rect& r);
+
+// VML: the shape blocks of a part, as text ("<v:shape ...>...</v:shape>").
+struct VmlBlock {
+    std::size_t begin = 0, end = 0;
+};
+std::vector<VmlBlock> vml_blocks(std::string_view text);
+// The shape number of a VML shape ("_x0000_s1025" -> 1025), 0 when it has none.
+int vml_shape_number(std::string_view block);
+// The eight numbers of a VML shape's anchor (columns and rows from 0, offsets in pixels).
+std::vector<double> anchor_numbers(std::string_view block);
+// Moves or resizes the VML shape of `f` (the `f.index`th block of `f.part`).
+Result<void> edit_vml_rect(Book& b, Sheet& s, const Found& f,
+                           const std::function<Rect(const Rect&)>& change);
+
+// The relationship ids of a part, and those of them that attributes under `n` name.
+std::set<std::string> rel_ids(Book& b, const std::string& part);
+void ids_used(pugi::xml_node n, const std::set<std::string>& known, std::set<std::string>& out);
 
 }  // namespace drawing
 }  // namespace sheaflow::xl::native
