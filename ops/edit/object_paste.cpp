@@ -1,8 +1,8 @@
 // Drawing objects copied and moved by name: コピー貼付_オブジェクト copies objects of a sheet
 // (of a source workbook, or of the target itself) onto a sheet of every target;
 // 切取り貼付_オブジェクト moves objects from one sheet of a target to another. Pictures,
-// shapes, groups and charts travel with their parts; hyperlinks go to the same (or the given)
-// cell. Notes belong to their cells and go with the cell operations.
+// shapes, groups, charts, embedded objects and controls travel with their parts; notes (with
+// their threads) and hyperlinks go to the same (or the given) cell, a note there replaced.
 
 #include "ops/edit/edit_common.h"
 #include "ops/registry.h"
@@ -40,7 +40,7 @@ std::vector<xl::SheetObject> chosen(run::Session& s, xl::Worksheet& ws) {
     for (const std::string& pattern : object_name_list(s.params.text(k::kNames))) {
         bool any = false;
         for (const xl::SheetObject& o : all) {
-            if (o.kind == xl::ObjectKind::Comment || !object_name_like(pattern, o.name)) continue;
+            if (!object_name_like(pattern, o.name)) continue;
             any = true;
             bool listed = false;
             for (const xl::SheetObject& c : out) listed = listed || c.id == o.id;
@@ -49,6 +49,10 @@ std::vector<xl::SheetObject> chosen(run::Session& s, xl::Worksheet& ws) {
         if (!any) s.update_error_text("オブジェクト「" + pattern + "」がありません。");
     }
     return out;
+}
+
+std::string cell_name(xl::CellRef c) {
+    return xl::format_address({c.row, c.col, c.row, c.col}, false, false);
 }
 
 xl::Worksheet* sheet_named(run::Session& s, xl::Workbook& b, const std::string& name,
@@ -116,11 +120,21 @@ Result<void> Excel_編集_切取り貼付_オブジェクト(run::Session& s) {
             if (!o && c.kind == wanted.kind && c.name == wanted.name) o = &c;
         if (!o) continue;
         Result<void> r;
-        if (src == dst) {
-            if (*to && o->kind != xl::ObjectKind::Hyperlink) r = src->move_object(*o, **to);
-        } else {
-            r = src->copy_object(*o, *dst, *to);
-            if (r) r = src->delete_object(*o);
+        // Notes and hyperlinks are named by their cells.
+        const bool by_cell =
+            o->kind == xl::ObjectKind::Hyperlink || o->kind == xl::ObjectKind::Comment;
+        const bool stays = !*to || (by_cell && o->name == cell_name(**to));
+        if (src == dst && !by_cell) {
+            if (*to) r = src->move_object(*o, **to);
+        } else if (src != dst || !stays) {
+            // A copy on the same sheet renumbers the objects: the original is looked up again.
+            xl::SheetObject original = *o;
+            r = src->copy_object(original, *dst, *to);
+            if (r) {
+                for (const xl::SheetObject& c : src->objects())
+                    if (c.kind == original.kind && c.name == original.name) original = c;
+                r = src->delete_object(original);
+            }
         }
         if (!r) s.update_error_text(o->name + " " + r.error().message);
     }

@@ -243,5 +243,21 @@ TEST_F(ObjectOpsTest, EmbeddedObjectsAndControlsCopyAndCutWithTheirParts) {
     EXPECT_NE(seen.find("t.xlsx\tData\tshapes=4\tnotes=1\t"), std::string::npos) << seen;
 }
 
+TEST_F(ObjectOpsTest, NotesAreCopiedWithTheirThreads) {
+    add_target("styles.xlsx", "s.xlsx");
+    auto copied = run("編集", "コピー貼付_オブジェクト",
+                      {{"source", "file"},
+                       {"source_file", corpus("xlsx/sjs-threaded_comments_none.xlsx")},
+                       {"names", "E5"},
+                       {"dest", "C3"}});
+    EXPECT_EQ(copied.error_text, "");
+    EXPECT_EQ(objects_of(dir_ / "s.xlsx"), std::vector<std::string>{"コメント:C3@C3"});
+    if (!has_office()) GTEST_SKIP() << "no soffice";
+    std::string seen = office_view({dir_ / "s.xlsx"});
+    EXPECT_EQ(seen.find("!!"), std::string::npos) << seen;
+    EXPECT_NE(seen.find("s.xlsx\t"), std::string::npos) << seen;
+    EXPECT_NE(seen.find("\tnotes=1\t"), std::string::npos) << seen;
+}
+
 }  // namespace
 }  // namespace sheaflow::test

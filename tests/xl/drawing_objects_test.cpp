@@ -51,6 +51,13 @@ std::string package_faults(const std::string& file) {
     return faults;
 }
 
+std::size_t occurrences(const std::string& hay, const std::string& needle) {
+    std::size_t n = 0;
+    for (std::size_t at = hay.find(needle); at != std::string::npos; at = hay.find(needle, at + 1))
+        ++n;
+    return n;
+}
+
 const xl::SheetObject* named(const std::vector<xl::SheetObject>& all, const std::string& name) {
     for (const auto& o : all)
         if (o.name == name) return &o;
@@ -366,6 +373,78 @@ TEST(SheetObjects, ChartsCopiedIntoAnotherWorkbookReadTheSourceThroughALink) {
     if (!office_available()) GTEST_SKIP() << "no soffice";
     OfficeDump seen = office_dump({out}, true);
     EXPECT_NE(office_sheet(seen, out, "Other"), nullptr);
+}
+
+TEST(SheetObjects, NotesTakeTheirThreadsRepliesAndPersonsAlong) {
+    OpenBook src(corpus("xlsx/sjs-threaded_comments_none.xlsx"), "source.xlsx");
+    OpenBook dst(structure_fixture(), "dest.xlsx");
+    ASSERT_NE(src.book, nullptr) << src.error;
+    ASSERT_NE(dst.book, nullptr) << dst.error;
+    xl::Worksheet& from = *src.book->worksheet(1);
+    // Onto Data's A1, which has a note of its own (replaced), and onto another cell of the same
+    // sheet (a second thread with ids of its own).
+    ASSERT_TRUE(from.copy_object(*named(from.objects(), "E5"), dst.ws("Data"), xl::CellRef{1, 1}));
+    ASSERT_TRUE(from.copy_object(*named(from.objects(), "E5"), from, xl::CellRef{2, 7}));
+    EXPECT_EQ(dst.ws("Data").comments().size(), 1u);
+    EXPECT_NE(dst.ws("Data").comments().at(0).second.find("Test3"), std::string::npos);
+
+    std::string out = dst.save();
+    EXPECT_EQ(package_faults(out), "");
+    std::string threads = part_of(out, "xl/threadedComments/threadedComment1.xml");
+    std::string comments = part_of(out, "xl/comments1.xml");
+    std::string persons = part_of(out, "xl/persons/person1.xml");
+    std::string types = part_of(out, "[Content_Types].xml");
+    // Three comments of the thread on A1, the replies naming the new root.
+    std::size_t at = threads.find("id=\"{");
+    ASSERT_NE(at, std::string::npos) << threads;
+    std::string root_id = threads.substr(at + 4, 38);
+    EXPECT_EQ(occurrences(threads, "ref=\"A1\""), 3u) << threads;
+    EXPECT_EQ(occurrences(threads, "parentId=\"" + root_id + "\""), 2u) << threads;
+    EXPECT_FALSE(contains(threads, "697C734A")) << threads;
+    EXPECT_TRUE(contains(comments, "<author>tc=" + root_id + "</author>")) << comments;
+    EXPECT_TRUE(contains(comments, "xr:uid=\"" + root_id + "\"")) << comments;
+    EXPECT_FALSE(contains(comments, "first value")) << comments;
+    EXPECT_TRUE(contains(persons, "displayName=\"Sheet JS\"")) << persons;
+    EXPECT_TRUE(contains(persons, "displayName=\"Sheet TS\"")) << persons;
+    EXPECT_TRUE(contains(types,
+                         "threadedComment1.xml\" ContentType=\"application/vnd.ms-excel."
+                         "threadedcomments+xml\""))
+        << types;
+    EXPECT_TRUE(
+        contains(types, "person1.xml\" ContentType=\"application/vnd.ms-excel.person+xml\""))
+        << types;
+    EXPECT_TRUE(contains(part_of(out, "xl/_rels/workbook.xml.rels"), "persons/person1.xml"));
+
+    // In its own workbook: two threads, the persons listed once.
+    std::string own = src.save("own.xlsx");
+    EXPECT_EQ(package_faults(own), "");
+    std::string own_threads = part_of(own, "xl/threadedComments/threadedComment1.xml");
+    EXPECT_EQ(occurrences(own_threads, "ref=\"G2\""), 3u) << own_threads;
+    EXPECT_EQ(occurrences(own_threads, "ref=\"E5\""), 3u) << own_threads;
+    EXPECT_EQ(occurrences(part_of(own, "xl/persons/person.xml"), "<person "), 2u);
+
+    // Deleting a note takes its thread along.
+    OpenBook again(own, "again.xlsx");
+    ASSERT_NE(again.book, nullptr) << again.error;
+    xl::Worksheet& ws = *again.book->worksheet(1);
+    ASSERT_TRUE(ws.delete_object(*named(ws.objects(), "E5")));
+    std::string after = again.save("after.xlsx");
+    std::string left = part_of(after, "xl/threadedComments/threadedComment1.xml");
+    EXPECT_EQ(occurrences(left, "ref=\"E5\""), 0u) << left;
+    EXPECT_EQ(occurrences(left, "ref=\"G2\""), 3u) << left;
+
+    // A copy of the sheet as a new workbook lists the persons of its threads.
+    auto copied = ws.copy(nullptr, nullptr);
+    ASSERT_TRUE(copied.has_value()) << copied.error().message;
+    std::string piece = again.dir.file("piece.xlsx");
+    ASSERT_TRUE((*copied)->parent().save_as(piece, xl::xlOpenXMLWorkbook));
+    EXPECT_EQ(package_faults(piece), "");
+    EXPECT_EQ(occurrences(part_of(piece, "xl/persons/person1.xml"), "<person "), 2u);
+    if (!office_available()) GTEST_SKIP() << "no soffice";
+    OfficeDump seen = office_dump({out, own, piece}, true);
+    EXPECT_NE(office_sheet(seen, piece, "Sheet1"), nullptr);
+    EXPECT_NE(office_sheet(seen, out, "Data"), nullptr);
+    EXPECT_NE(office_sheet(seen, own, "Sheet1"), nullptr);
 }
 
 TEST(SheetObjects, AddedPicturesGetAMediaPartAndSitOnTheirCell) {

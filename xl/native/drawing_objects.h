@@ -109,4 +109,8 @@ std::set<std::string> rel_ids(Book& b, const std::string& part);
 void ids_used(pugi::xml_node n, const std::set<std::string>& known, std::set<std::string>& out);
 
 }  // namespace drawing
+
+// The persons (authors of threaded comments) of `from` that `ids` name, added to the persons
+// list of `to` (made when missing) unless it has them; persons are matched by id.
+Result<void> merge_persons(Book& from, Book& to, const std::set<std::string>& ids);
 }  // namespace sheaflow::xl::native

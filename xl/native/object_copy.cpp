@@ -1,15 +1,17 @@
 // Objects copied onto a sheet of the same or another workbook: shapes, pictures and charts of
 // the drawing part with the parts they use (a chart's references to the source workbook's sheets
 // become links to that workbook); embedded objects and controls with their shapes in both
-// drawings and their entries in the sheet part, under a new shape number. Pictures added to a
-// sheet.
+// drawings and their entries in the sheet part, under a new shape number; notes with their box
+// and their threaded comments. Pictures added to a sheet.
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <map>
 #include <optional>
+#include <random>
 #include <set>
 
 #include "util/text.h"
@@ -206,11 +208,12 @@ std::string relationships_prefix(pugi::xml_node root) {
 }
 
 // Namespace declarations of `from`'s root that `to`'s root lacks are added to it, so that
-// copied elements keep their prefixes.
+// copied elements keep their prefixes; so is the list of ignorable prefixes when `to` has none.
 void declare_namespaces(pugi::xml_node from, pugi::xml_node to) {
     for (pugi::xml_attribute a : from.attributes()) {
         std::string_view n = a.name();
-        if ((n.substr(0, 6) == "xmlns:" || n == "xmlns") && !to.attribute(a.name()))
+        if ((n.substr(0, 6) == "xmlns:" || n == "xmlns" || xml::local_name(n) == "Ignorable") &&
+            !to.attribute(a.name()))
             to.append_attribute(a.name()) = a.value();
     }
 }
@@ -568,7 +571,246 @@ Result<void> copy_legacy_object(Book& from, Sheet& src, const Found& f, Book& to
     return copy_sheet_entries(from, src, f.shape_id, to, dst, number, parts, at);
 }
 
+constexpr std::string_view kCommentsType =
+    "application/vnd.openxmlformats-officedocument.spreadsheetml.comments+xml";
+constexpr std::string_view kThreadedRel =
+    "http://schemas.microsoft.com/office/2017/10/relationships/threadedComment";
+constexpr std::string_view kThreadedType = "application/vnd.ms-excel.threadedcomments+xml";
+constexpr std::string_view kPersonRel =
+    "http://schemas.microsoft.com/office/2017/10/relationships/person";
+constexpr std::string_view kPersonType = "application/vnd.ms-excel.person+xml";
+constexpr std::string_view kThreadedNs =
+    "http://schemas.microsoft.com/office/spreadsheetml/2018/threadedcomments";
+constexpr std::string_view kMainNs = "http://schemas.openxmlformats.org/spreadsheetml/2006/main";
+
+// A new identifier of a threaded comment ("{8C2D...}").
+std::string new_guid() {
+    static std::mt19937_64 random{std::random_device{}()};
+    const std::uint64_t a = random(), b = random();
+    char buf[40];
+    std::snprintf(buf, sizeof buf, "{%08X-%04X-4%03X-%04X-%012llX}", static_cast<unsigned>(a >> 32),
+                  static_cast<unsigned>((a >> 16) & 0xFFFF), static_cast<unsigned>(a & 0xFFF),
+                  static_cast<unsigned>(0x8000 | ((b >> 48) & 0x3FFF)),
+                  static_cast<unsigned long long>(b & 0xFFFFFFFFFFFFULL));
+    return buf;
+}
+
+// The part that the sheet's relationship of a type points to, made from `empty` (with the
+// relationship and its content type) when the sheet has none.
+Result<std::string> sheet_part_of(Book& b, Sheet& s, std::string_view rel_type,
+                                  std::string_view folder, std::string_view stem,
+                                  std::string_view type, const std::string& empty) {
+    auto parts = related_parts(b, s.part_name(), rel_type);
+    if (!parts.empty()) return parts.front();
+    std::string name = structure::unique_part_name(b.package(), folder, stem, ".xml");
+    b.package().write(name, empty);
+    auto ct = b.content_types();
+    if (!ct) return ct.error();
+    (*ct)->set_override(name, type);
+    RelsFile rels;
+    if (auto r = rels.load(b, s.part_name()); !r) return r.error();
+    rels.rels.add(rel_type, relative_target(s.part_name(), name));
+    rels.store(b);
+    return name;
+}
+
+// The workbook's persons part (the authors of threaded comments), made when missing.
+Result<std::string> persons_of(Book& b) {
+    if (auto item = b.workbook_rels().by_type(kPersonRel); item && !item->external)
+        if (auto stored = b.package().find(resolve_target(b.workbook_part_name(), item->target)))
+            return *stored;
+    std::string folder = b.workbook_part_name().substr(0, b.workbook_part_name().rfind('/') + 1);
+    std::string name =
+        structure::unique_part_name(b.package(), folder + "persons/", "person", ".xml");
+    b.package().write(name,
+                      "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n"
+                      "<personList xmlns=\"" +
+                          std::string(kThreadedNs) + "\" xmlns:x=\"" + std::string(kMainNs) +
+                          "\"/>");
+    auto ct = b.content_types();
+    if (!ct) return ct.error();
+    (*ct)->set_override(name, kPersonType);
+    b.workbook_rels().add(kPersonRel, relative_target(b.workbook_part_name(), name));
+    return name;
+}
+
+bool at_cell(pugi::xml_node n, CellRef cell) {
+    auto a = parse_address(n.attribute("ref").value());
+    return a && a->first_row == cell.row && a->first_col == cell.col;
+}
+
+std::string cell_name(CellRef c) {
+    return format_address({c.row, c.col, c.row, c.col}, false, false);
+}
+
+// A note copied onto a cell: its entry in the comments part (its author listed there), its
+// VML box (placed as it sat beside its cell) and its threaded comment with the replies and
+// their persons, under new identifiers. A note the cell had is replaced.
+Result<void> copy_note(Book& from, Sheet& src, CellRef cell, Book& to, Sheet& dst, CellRef dest) {
+    auto comments = related_parts(from, src.part_name(), rel::kComments);
+    EditedPart source;
+    if (comments.empty()) return refused("コメントが見つかりません。");
+    if (auto r = source.load(from, comments.front()); !r) return r;
+    pugi::xml_node note;
+    for (pugi::xml_node c : xml::child(source.doc.root(), "commentList").children())
+        if (c.type() == pugi::node_element && at_cell(c, cell)) note = c;
+    if (!note) return refused("コメントが見つかりません。");
+    std::string author;
+    int index = 0;
+    for (pugi::xml_node a : xml::child(source.doc.root(), "authors").children())
+        if (a.type() == pugi::node_element && index++ == note.attribute("authorId").as_int())
+            author = a.text().get();
+    // The thread, in its order; every comment of it gets a new id.
+    EditedPart threads;
+    std::vector<pugi::xml_node> thread;
+    std::map<std::string, std::string> new_ids;
+    std::set<std::string> persons;
+    auto threaded = related_parts(from, src.part_name(), kThreadedRel);
+    if (!threaded.empty()) {
+        if (auto r = threads.load(from, threaded.front()); !r) return r;
+        for (pugi::xml_node t : threads.doc.root().children())
+            if (t.type() == pugi::node_element && at_cell(t, cell)) {
+                thread.push_back(t);
+                new_ids[t.attribute("id").value()] = new_guid();
+                persons.insert(t.attribute("personId").value());
+            }
+    }
+    std::string root_id;
+    for (pugi::xml_node t : thread)
+        if (!t.attribute("parentId")) root_id = new_ids[t.attribute("id").value()];
+
+    Area target{dest.row, dest.col, dest.row, dest.col};
+    if (auto r = dst.clear_cells(target, kClearComments); !r) return r;
+
+    // The comments part: the author (a thread's own, "tc=" and its id) and the note.
+    auto dest_comments = sheet_part_of(
+        to, dst, rel::kComments, "xl/", "comments", kCommentsType,
+        "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n<comments xmlns=\"" +
+            std::string(kMainNs) + "\"><authors/><commentList/></comments>");
+    if (!dest_comments) return dest_comments.error();
+    EditedPart dc;
+    if (auto r = dc.load(to, *dest_comments); !r) return r;
+    pugi::xml_node root = dc.doc.root();
+    declare_namespaces(source.doc.root(), root);
+    const std::string prefix = xml::prefix_of(root);
+    pugi::xml_node authors = xml::child(root, "authors");
+    if (!authors) authors = root.prepend_child((prefix + "authors").c_str());
+    if (!root_id.empty()) author = "tc=" + root_id;
+    int author_id = 0;
+    bool listed = false;
+    for (pugi::xml_node a : authors.children()) {
+        if (a.type() != pugi::node_element) continue;
+        if (a.text().get() == author) {
+            listed = true;
+            break;
+        }
+        ++author_id;
+    }
+    if (!listed) authors.append_child((prefix + "author").c_str()).text().set(author.c_str());
+    pugi::xml_node list = xml::child(root, "commentList");
+    if (!list) list = root.append_child((prefix + "commentList").c_str());
+    pugi::xml_node copy = list.append_copy(note);
+    copy.set_name((prefix + "comment").c_str());
+    copy.attribute("ref").set_value(cell_name(dest).c_str());
+    if (!copy.attribute("authorId")) copy.append_attribute("authorId");
+    copy.attribute("authorId").set_value(author_id);
+    for (pugi::xml_attribute a : copy.attributes())
+        if (xml::local_name(a.name()) == "uid") {
+            if (root_id.empty())
+                copy.remove_attribute(a);
+            else
+                a.set_value(root_id.c_str());
+            break;
+        }
+    dc.changed = true;
+    dc.store(to);
+
+    // The box of the legacy drawing, as far right of and below its cell as it was.
+    PartCopier parts(from, to);
+    auto shape = find_vml_shape(from, src, [&](std::string_view block) {
+        std::size_t row = block.find("<x:Row>"), col = block.find("<x:Column>");
+        return block.find("ObjectType=\"Note\"") != std::string_view::npos &&
+               row != std::string_view::npos && col != std::string_view::npos &&
+               std::atoi(std::string(block.substr(row + 7, 8)).c_str()) == cell.row - 1 &&
+               std::atoi(std::string(block.substr(col + 10, 8)).c_str()) == cell.col - 1;
+    });
+    if (shape) {
+        auto dest_vml = legacy_drawing_of(to, dst);
+        if (!dest_vml) return dest_vml.error();
+        auto vml_text = to.package().read(*dest_vml);
+        if (!vml_text) return vml_text.error();
+        const int number = next_shape_number(*vml_text, 0);
+        std::string text = with_shape_number(shape->text, vml_shape_number(shape->text), number);
+        for (auto [tag, value] : {std::pair{std::string("<x:Row>"), dest.row - 1},
+                                  std::pair{std::string("<x:Column>"), dest.col - 1}}) {
+            std::size_t at = text.find(tag) + tag.size();
+            text.replace(at, text.find('<', at) - at, std::to_string(value));
+        }
+        auto added = add_vml_shape(from, *shape, std::move(text), to, *dest_vml, parts);
+        if (!added) return added.error();
+        Grid sg(src, from), dg(dst, to);
+        Rect r = vml_rect(sg, shape->text);
+        Rect moved{dg.x(dest.col - 1) + r.x - sg.x(cell.col - 1),
+                   dg.y(dest.row - 1) + r.y - sg.y(cell.row - 1), r.w, r.h};
+        Found placed;
+        placed.where = Found::Where::Vml;
+        placed.part = *dest_vml;
+        placed.index = *added;
+        if (auto r2 = edit_vml_rect(to, dst, placed, [&](const Rect&) { return moved; }); !r2)
+            return r2;
+    }
+    if (thread.empty()) return {};
+
+    auto dest_threads = sheet_part_of(
+        to, dst, kThreadedRel, "xl/threadedComments/", "threadedComment", kThreadedType,
+        "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n<ThreadedComments "
+        "xmlns=\"" +
+            std::string(kThreadedNs) + "\" xmlns:x=\"" + std::string(kMainNs) + "\"/>");
+    if (!dest_threads) return dest_threads.error();
+    EditedPart dt;
+    if (auto r = dt.load(to, *dest_threads); !r) return r;
+    declare_namespaces(threads.doc.root(), dt.doc.root());
+    for (pugi::xml_node t : thread) {
+        pugi::xml_node c = dt.doc.root().append_copy(t);
+        c.set_name((xml::prefix_of(dt.doc.root()) + "threadedComment").c_str());
+        c.attribute("ref").set_value(cell_name(dest).c_str());
+        c.attribute("id").set_value(new_ids[t.attribute("id").value()].c_str());
+        if (pugi::xml_attribute p = c.attribute("parentId"))
+            p.set_value(new_ids[p.value()].c_str());
+    }
+    dt.changed = true;
+    dt.store(to);
+    return merge_persons(from, to, persons);
+}
+
 }  // namespace
+
+Result<void> merge_persons(Book& from, Book& to, const std::set<std::string>& ids) {
+    auto item = from.workbook_rels().by_type(kPersonRel);
+    if (!item || ids.empty()) return {};
+    auto source_part = from.package().find(resolve_target(from.workbook_part_name(), item->target));
+    if (!source_part) return {};
+    EditedPart source;
+    if (auto r = source.load(from, *source_part); !r) return r;
+    auto dest_part = persons_of(to);
+    if (!dest_part) return dest_part.error();
+    EditedPart dest;
+    if (auto r = dest.load(to, *dest_part); !r) return r;
+    std::set<std::string> present;
+    for (pugi::xml_node p : dest.doc.root().children())
+        if (p.type() == pugi::node_element) present.insert(p.attribute("id").value());
+    for (pugi::xml_node p : source.doc.root().children()) {
+        if (p.type() != pugi::node_element) continue;
+        std::string id = p.attribute("id").value();
+        if (!ids.count(id) || present.count(id)) continue;
+        pugi::xml_node copy = dest.doc.root().append_copy(p);
+        copy.set_name((xml::prefix_of(dest.doc.root()) + "person").c_str());
+        present.insert(id);
+        dest.changed = true;
+    }
+    dest.store(to);
+    return {};
+}
 
 Result<void> Sheet::copy_object(const SheetObject& o, Worksheet& dest, std::optional<CellRef> to) {
     auto* target = dynamic_cast<Sheet*>(&dest);
@@ -586,6 +828,15 @@ Result<void> Sheet::copy_object(const SheetObject& o, Worksheet& dest, std::opti
             return target->add_hyperlink(h);
         }
         return refused("ハイパーリンクが見つかりません。");
+    }
+    if (o.kind == ObjectKind::Comment) {
+        CellRef cell = to ? *to : f->cell;
+        if (target == this && cell.row == f->cell.row && cell.col == f->cell.col) return {};
+        auto r = copy_note(book_, *this, f->cell, db, *target, cell);
+        target->comments_loaded_ = false;
+        target->comments_.clear();
+        db.set_saved(false);
+        return r;
     }
     if (o.kind == ObjectKind::OleObject || o.kind == ObjectKind::Control ||
         f->where == Found::Where::Vml) {

@@ -120,14 +120,15 @@ struct NoteFate {
     CellRef to{};
 };
 
-// Notes edited in the comments part (each names its cell) and in the VML part (each note's
-// shape names its cell's row and column, counted from 0).
+// Notes edited in the comments part and the threaded comments part (each comment names its
+// cell) and in the VML part (each note's shape names its cell's row and column, counted from 0).
 Result<void> edit_notes(Book& b, Sheet& s, const std::function<NoteFate(CellRef)>& fate) {
     for (const std::string& name : structure::internal_targets(b, s.part_name())) {
         auto bytes = b.package().read(name);
         if (!bytes) return bytes.error();
         bool vml = name.size() > 4 && name.compare(name.size() - 4, 4, ".vml") == 0;
-        if (!vml && bytes->find("<comments") == std::string::npos) continue;
+        bool threaded = !vml && bytes->find("<ThreadedComments") != std::string::npos;
+        if (!vml && !threaded && bytes->find("<comments") == std::string::npos) continue;
         if (vml) {
             std::string out;
             std::string_view text = *bytes;
@@ -169,7 +170,7 @@ Result<void> edit_notes(Book& b, Sheet& s, const std::function<NoteFate(CellRef)
         xml::Document cdoc;
         if (!xml::load(cdoc, *bytes, name)) continue;
         bool any = false;
-        pugi::xml_node list = xml::child(cdoc.root(), "commentList");
+        pugi::xml_node list = threaded ? cdoc.root() : xml::child(cdoc.root(), "commentList");
         std::vector<pugi::xml_node> gone;
         for (pugi::xml_node c = list.first_child(); c; c = c.next_sibling()) {
             if (c.type() != pugi::node_element) continue;

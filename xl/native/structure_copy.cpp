@@ -7,6 +7,7 @@
 #include <set>
 
 #include "util/text.h"
+#include "xl/native/drawing_objects.h"
 #include "xl/native/formula_refs.h"
 #include "xl/native/numfmt.h"
 #include "xl/native/sheet_names.h"
@@ -1076,6 +1077,17 @@ Result<Worksheet*> SheetCopy::run() {
             }
         }
     // Write: parts, content types, the sheet list, styles, links.
+    // The persons that copied threaded comments name, for the destination's persons list.
+    std::set<std::string> persons;
+    for (const auto& [name, type] : types) {
+        if (type != kThreadedCommentsType) continue;
+        for (const auto& [part, content] : writes) {
+            if (part != name) continue;
+            for (std::size_t at = content.find("personId=\""); at != std::string::npos;
+                 at = content.find("personId=\"", at + 1))
+                persons.insert(content.substr(at + 10, content.find('"', at + 10) - at - 10));
+        }
+    }
     for (auto& [name, content] : writes) db_.package().write(name, std::move(content));
     for (const auto& [name, type] : types) {
         if (dct_->type_of(name) == type) continue;
@@ -1108,6 +1120,7 @@ Result<Worksheet*> SheetCopy::run() {
         }
         if (links_)
             if (auto r = links_->write(*dct_); !r) return r.error();
+        if (auto r = merge_persons(sb_, db_, persons); !r) return r.error();
     }
 
     auto sheet = std::make_unique<Sheet>(db_, new_name_, new_part, src_.kind());
