@@ -21,6 +21,14 @@ Field text(const char* key, const char* caption, const char* def = "") {
 Field hist(const char* key, const char* caption, int history, bool reduce_quotes = false) {
     return Field{key, FieldKind::HistoryText, caption, "", {}, history, reduce_quotes};
 }
+// A header or footer text of the page setup pane: kept in Page_Header1 (headers, 0) or
+// Page_Header2 (footers, 1); its drop-down is the history of header and footer texts that all
+// six share (Page_Header2_Moji_T, after the pane's three history files).
+Field header_text(const char* key, const char* caption, int stored_in) {
+    Field f{key, FieldKind::HistoryText, caption, "", {}, 3 + 2, false};
+    f.stored_in = stored_in;
+    return f;
+}
 Field check(const char* key, const char* caption, const char* def = "0") {
     return Field{key, FieldKind::Check, caption, def, {}, -1, false};
 }
@@ -508,7 +516,7 @@ const std::vector<Entry>& table() {
         {F,
          "頁設定_更新",
          "",
-         {"PageSetup_1"},
+         {"PageSetup_1", "PageSetup_2", "PageSetup_3", "PageSetup_4"},
          {option("orientation", "印刷の向き", {{"", "変更しない"}, {"portrait", "縦"}, {"landscape", "横"}},
                  ""),
           option("paper", "用紙サイズ",
@@ -523,13 +531,14 @@ const std::vector<Entry>& table() {
           text("left", "左余白（cm、空欄は変更しない）"), text("right", "右余白（cm）"),
           text("top", "上余白（cm）"), text("bottom", "下余白（cm）"),
           text("header", "ヘッダー余白（cm）"), text("footer", "フッター余白（cm）"),
-          text("left_header", "左ヘッダー（空欄は変更しない、「なし」で消去）"),
-          text("center_header", "中央ヘッダー（&P 頁番号、&N 総頁数、&D 日付、&A シート名、&F ファイル名）"),
-          text("right_header", "右ヘッダー"), text("left_footer", "左フッター"),
-          text("center_footer", "中央フッター"), text("right_footer", "右フッター"),
-          text("print_area", "印刷範囲（例 A1:F40、「なし」で解除）"),
-          text("title_rows", "行のタイトル（例 1:2、「なし」で解除）"),
-          text("title_columns", "列のタイトル（例 A:B、「なし」で解除）"),
+          header_text("left_header", "左ヘッダー（空欄は変更しない、「なし」で消去）", 0),
+          header_text("center_header",
+                      "中央ヘッダー（&P 頁番号、&N 総頁数、&D 日付、&A シート名、&F ファイル名）", 0),
+          header_text("right_header", "右ヘッダー", 0), header_text("left_footer", "左フッター", 1),
+          header_text("center_footer", "中央フッター", 1), header_text("right_footer", "右フッター", 1),
+          hist("print_area", "印刷範囲（例 A1:F40、「なし」で解除）", 0),
+          hist("title_rows", "行のタイトル（例 1:2、「なし」で解除）", 1),
+          hist("title_columns", "列のタイトル（例 A:B、「なし」で解除）", 2),
           text("zoom", "拡大縮小（10～400 %）"),
           text("fit_wide", "次のページ数に合わせて印刷：横（0 は指定なし）"),
           text("fit_tall", "次のページ数に合わせて印刷：縦（0 は指定なし）"),
@@ -538,7 +547,7 @@ const std::vector<Entry>& table() {
           option("center_v", "垂直方向の中央", {{"", "変更しない"}, {"1", "する"}, {"0", "しない"}},
                  "")},
          kNone,
-         {"PageSetup_2", "PageSetup_3", "PageSetup_4"}},
+         {"Page_Header1", "Page_Header2", "Page_Header2_Moji_T"}},
         {F, "印字した場合の頁情報", "", {"File_Page_Joho"}},
         {F, "印字", "", {"File_Page"}, printer_fields()},
         {F, "印字（色なし）", "ファイル_印字色なし", {"File_Page_None"}, printer_fields()},

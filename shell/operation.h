@@ -39,11 +39,14 @@ struct Field {
     std::string default_value;    // design-time default
     std::vector<Choice> choices;  // option groups only
     // Which history file of the operation holds this field's earlier entries (0-based index into
-    // the operation's history files); -1 for none. HistoryText fields always have one; a folder
-    // or file path may have one too.
+    // the operation's history files, then on into its extra files); -1 for none. HistoryText
+    // fields always have one; a folder or file path may have one too.
     int history = -1;
     // On reading, doubled double quotes are reduced to one (the search text of 文字列置換...).
     bool reduce_quotes = false;
+    // The extra file (index into extra_files) that keeps this field's value instead of the main
+    // file; -1: the main file.
+    int stored_in = -1;
 };
 
 struct OperationDecl {
@@ -68,6 +71,10 @@ struct OperationDecl {
     static int line_count(const Field& f) {
         return f.kind == FieldKind::Option ? static_cast<int>(f.choices.size()) : 1;
     }
+
+    // History lists of the pane: one per history file, then one per extra file (used by the
+    // fields whose history names an extra file).
+    std::size_t history_slots() const { return history_files.size() + extra_files.size(); }
 
     bool is_separator() const { return name.rfind("─", 0) == 0; }
     const Field* field(std::string_view key) const {

@@ -36,7 +36,7 @@ std::string one_line(std::string_view v) {
 PaneValues defaults(const OperationDecl& d) {
     PaneValues v;
     for (const Field& f : d.fields) v.values.push_back(f.default_value);
-    v.histories.assign(d.history_files.size(), std::vector<std::string>(kHistorySize));
+    v.histories.assign(d.history_slots(), std::vector<std::string>(kHistorySize));
     return v;
 }
 
@@ -177,6 +177,7 @@ void ParameterStore::read_main(const OperationDecl& d, const std::string& path,
     std::size_t k = 0;
     for (std::size_t i = 0; i < d.fields.size(); ++i) {
         const Field& f = d.fields[i];
+        if (f.stored_in >= 0) continue;
         const auto n = static_cast<std::size_t>(OperationDecl::line_count(f));
         // Each assignment is guarded: a line that is missing or does not fit leaves the default.
         if (f.kind == FieldKind::Option) {
@@ -208,6 +209,7 @@ std::string ParameterStore::main_text(const OperationDecl& d) const {
     std::string out;
     for (std::size_t i = 0; i < d.fields.size(); ++i) {
         const Field& f = d.fields[i];
+        if (f.stored_in >= 0) continue;
         const std::string v = i < pv.values.size() ? one_line(pv.values[i]) : f.default_value;
         if (f.kind == FieldKind::Option) {
             for (const Choice& c : f.choices) out += (c.key == v ? "1" : "0") + std::string("\r\n");
@@ -241,7 +243,7 @@ void ParameterStore::text_update(char mode, const std::string& folder,
                 !r && write_failure.empty())
                 write_failure = main_path;
         }
-        pv.histories.resize(d->history_files.size(), std::vector<std::string>(kHistorySize));
+        pv.histories.resize(d->history_slots(), std::vector<std::string>(kHistorySize));
         for (std::size_t h = 0; h < d->history_files.size(); ++h) {
             const std::string path = path_of(d->history_files[h]);
             std::vector<std::string>& history = pv.histories[h];
@@ -261,10 +263,52 @@ void ParameterStore::text_update(char mode, const std::string& folder,
                     write_failure = path;
             }
         }
-        for (const std::string& extra : d->extra_files) (void)path_of(extra);
+        for (std::size_t e = 0; e < d->extra_files.size(); ++e)
+            if (!own_file_update(*d, e, mode, path_of(d->extra_files[e])) && write_failure.empty())
+                write_failure = file::join(folder, d->extra_files[e]);
     }
     if (!write_failure.empty() && message)
         message("パラメータファイルを書き込めませんでした。\r\n「" + write_failure + "」");
+}
+
+bool ParameterStore::own_file_update(const OperationDecl& d, std::size_t extra, char mode,
+                                     const std::string& path) {
+    // An extra file keeps the values of the fields stored in it, one line each in pane order, or
+    // the history that the drop-downs of some fields share; other extra files belong to the
+    // operation's procedures and are left alone here.
+    PaneValues& pv = values(d);
+    pv.values.resize(d.fields.size());
+    std::vector<std::size_t> stored, sharing;
+    const std::size_t slot = d.history_files.size() + extra;
+    for (std::size_t i = 0; i < d.fields.size(); ++i) {
+        if (d.fields[i].stored_in == static_cast<int>(extra)) stored.push_back(i);
+        if (d.fields[i].history == static_cast<int>(slot)) sharing.push_back(i);
+    }
+    std::string bytes, text;
+    const bool readable = mode == 'R' && file::read_all(path, bytes) && decode(bytes, text);
+    if (!sharing.empty()) {
+        std::vector<std::string>& history = pv.histories[slot];
+        if (mode == 'R') {
+            history = read_history(readable ? std::string_view(text) : std::string_view());
+            return true;
+        }
+        // The last field's value is pushed first, so that the first field's ends on top.
+        for (auto i = sharing.rbegin(); i != sharing.rend(); ++i)
+            history = push_history(history, one_line(pv.values[*i]));
+        return static_cast<bool>(file::write_all(path, encode(history_text(history))));
+    }
+    if (stored.empty()) return true;
+    if (mode == 'R') {
+        if (!file::exists(path)) return static_cast<bool>(file::write_all(path, ""));
+        if (!readable) return true;  // neither code page 932 nor UTF-8: keep the defaults
+        const auto records = read_records(text);
+        for (std::size_t k = 0; k < stored.size() && k < records.size(); ++k)
+            if (!records[k].empty()) pv.values[stored[k]] = records[k][0];
+        return true;
+    }
+    std::string out;
+    for (std::size_t i : stored) out += quoted(one_line(pv.values[i]), false) + "\r\n";
+    return static_cast<bool>(file::write_all(path, encode(out)));
 }
 
 // ---- Settings files -------------------------------------------------------------------------

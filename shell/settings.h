@@ -47,6 +47,9 @@ public:
 private:
     void read_main(const OperationDecl& decl, const std::string& path,
                    const std::function<void(const std::string&)>& message);
+    // Reads ("R") or writes ("W") one extra file of the operation; false when a write failed.
+    bool own_file_update(const OperationDecl& decl, std::size_t extra, char mode,
+                         const std::string& path);
 
     std::map<const OperationDecl*, PaneValues> values_;
 };

@@ -233,6 +233,37 @@ TEST(ParameterStore, SharedAllSheetsRowsUseTheBaseValues) {
     EXPECT_EQ(value(store, op("シート", "シート名変更"), "new"), "X");
 }
 
+TEST(ParameterStore, PageHeaderTextsLiveInTheirOwnFilesWithOneSharedHistory) {
+    TempDir dir;
+    ParameterStore store;
+    const OperationDecl& d = op("ファイル", "頁設定_更新");
+    set(store, d, "center_header", "&A");
+    set(store, d, "right_header", "社外秘");
+    set(store, d, "center_footer", "&P / &N");
+    set(store, d, "print_area", "A1:F40");
+    store.text_update('W', dir.path());
+    EXPECT_EQ(slurp(file::join(dir.path(), "Page_Header1.txt")),
+              "\"\"\r\n\"&A\"\r\n\"\x8e\xd0\x8a\x4f\x94\xe9\"\r\n");
+    EXPECT_EQ(slurp(file::join(dir.path(), "Page_Header2.txt")), "\"\"\r\n\"&P / &N\"\r\n\"\"\r\n");
+    EXPECT_EQ(slurp(file::join(dir.path(), "PageSetup_2.txt")).substr(0, 8), "A1:F40\r\n");
+    const std::string main = slurp(file::join(dir.path(), "PageSetup_1.txt"));
+    EXPECT_EQ(main.find("&A"), std::string::npos) << "header texts are not in the main file";
+
+    ParameterStore again;
+    again.text_update('R', dir.path());
+    EXPECT_EQ(value(again, d, "center_header"), "&A");
+    EXPECT_EQ(value(again, d, "right_header"), "社外秘");
+    EXPECT_EQ(value(again, d, "center_footer"), "&P / &N");
+    EXPECT_EQ(value(again, d, "print_area"), "A1:F40");
+    // One drop-down list for all six texts, the first field's text on top.
+    const auto& shared =
+        again.values(d).histories.at(static_cast<std::size_t>(d.field("left_footer")->history));
+    ASSERT_GE(shared.size(), 3u);
+    EXPECT_EQ(shared[0], "&A");
+    EXPECT_EQ(shared[1], "社外秘");
+    EXPECT_EQ(shared[2], "&P / &N");
+}
+
 TEST(ParameterFolder, OverrideThenEnvironmentThenProgramFolderThenConfig) {
     TempDir dir;
     const char* saved_env = std::getenv("SHEAFLOW_PARAM_DIR");
