@@ -9,7 +9,8 @@ import os
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', 'tests', 'data'))
-from lo_dump import lo_session, col_name, props, url  # noqa: E402
+from lo_shift_compare import start_office  # noqa: E402
+from lo_dump import col_name, props, url  # noqa: E402
 
 
 def px(hmm):
@@ -17,11 +18,9 @@ def px(hmm):
 
 
 def main(files):
-    try:
-        office = lo_session.Office()
-    except lo_session.StartError:
+    proc, desktop = start_office()
+    if desktop is None:
         return 2
-    desktop = office.desktop
     try:
         for path in files:
             doc = desktop.loadComponentFromURL(url(path), '_blank', 0, props(Hidden=True))
@@ -36,7 +35,11 @@ def main(files):
                                           px(stored)))
             doc.close(True)
     finally:
-        office.close()
+        try:
+            desktop.terminate()
+        except Exception:
+            pass
+        proc.wait()
     return 0
 
 

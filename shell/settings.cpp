@@ -40,6 +40,14 @@ PaneValues defaults(const OperationDecl& d) {
     return v;
 }
 
+// Every run writes the files of every operation: a file that would get the bytes it already
+// holds is left as it is.
+Result<void> write_changed(const std::string& path, const std::string& bytes) {
+    std::string old;
+    if (file::read_all(path, old) && old == bytes) return {};
+    return file::write_all(path, bytes);
+}
+
 const std::string kNotFoundOpen = "「";
 const std::string kNotFoundClose = "」はありません。";
 
@@ -239,7 +247,7 @@ void ParameterStore::text_update(char mode, const std::string& folder,
             read_main(*d, main_path, message);
         } else if (!d->fields.empty()) {
             // An operation whose pane is not declared yet keeps its file as it is.
-            if (auto r = file::write_all(main_path, encode(main_text(*d)));
+            if (auto r = write_changed(main_path, encode(main_text(*d)));
                 !r && write_failure.empty())
                 write_failure = main_path;
         }
@@ -258,7 +266,7 @@ void ParameterStore::text_update(char mode, const std::string& folder,
                     if (d->fields[i].history == static_cast<int>(h) && i < pv.values.size())
                         newest = one_line(pv.values[i]);
                 history = push_history(history, newest);
-                if (auto r = file::write_all(path, encode(history_text(history)));
+                if (auto r = write_changed(path, encode(history_text(history)));
                     !r && write_failure.empty())
                     write_failure = path;
             }
@@ -295,7 +303,7 @@ bool ParameterStore::own_file_update(const OperationDecl& d, std::size_t extra, 
         // The last field's value is pushed first, so that the first field's ends on top.
         for (auto i = sharing.rbegin(); i != sharing.rend(); ++i)
             history = push_history(history, one_line(pv.values[*i]));
-        return static_cast<bool>(file::write_all(path, encode(history_text(history))));
+        return static_cast<bool>(write_changed(path, encode(history_text(history))));
     }
     if (stored.empty()) return true;
     if (mode == 'R') {
@@ -308,7 +316,7 @@ bool ParameterStore::own_file_update(const OperationDecl& d, std::size_t extra, 
     }
     std::string out;
     for (std::size_t i : stored) out += quoted(one_line(pv.values[i]), false) + "\r\n";
-    return static_cast<bool>(file::write_all(path, encode(out)));
+    return static_cast<bool>(write_changed(path, encode(out)));
 }
 
 // ---- Settings files -------------------------------------------------------------------------

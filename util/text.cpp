@@ -2,6 +2,7 @@
 
 #include <unicode/ucnv.h>
 
+#include <algorithm>
 #include <memory>
 
 namespace sheaflow::text {
@@ -177,16 +178,22 @@ std::size_t find(std::string_view s, std::string_view what, std::size_t start_ch
 }
 
 std::string to_cp932(std::string_view utf8, char substitute) {
-    Converter conv = open_cp932();
+    // ASCII is the same in code page 932: most texts (numbers, codes) need no table at all.
+    if (std::all_of(utf8.begin(), utf8.end(),
+                    [](char b) { return static_cast<unsigned char>(b) < 0x80; }))
+        return std::string(utf8);
+    // One converter per thread: opening one costs more than converting a cell's text.
+    static thread_local Converter conv = open_cp932();
     std::string out;
     if (!conv) return out;
-    const char sub[1] = {substitute};
-    UErrorCode status = U_ZERO_ERROR;
-    ucnv_setSubstChars(conv.get(), sub, 1, &status);
     std::u32string cps = to_u32(utf8);
     out.reserve(utf8.size());
     char buf[8];
     for (char32_t c : cps) {
+        if (c < 0x80) {
+            out += static_cast<char>(c);
+            continue;
+        }
         UChar u16[2];
         int32_t n16 = 0;
         if (c < 0x10000) {
@@ -195,7 +202,7 @@ std::string to_cp932(std::string_view utf8, char substitute) {
             u16[n16++] = static_cast<UChar>(0xD800 + ((c - 0x10000) >> 10));
             u16[n16++] = static_cast<UChar>(0xDC00 + ((c - 0x10000) & 0x3FF));
         }
-        status = U_ZERO_ERROR;
+        UErrorCode status = U_ZERO_ERROR;
         int32_t len = ucnv_fromUChars(conv.get(), buf, sizeof buf, u16, n16, &status);
         // ICU's own substitution for this table is two bytes (0xFCFC); one unmappable character
         // becomes one substitute, as the spreadsheet application writes it.
