@@ -296,4 +296,43 @@ TEST(vba_project, a_project_made_from_nothing_is_tied_to_the_sheets_and_follows_
 }
 
 }  // namespace
+TEST(vba_project, references_of_another_project_are_added_once_after_the_own_ones) {
+    // The corpus projects with their references; two whose lists differ make the case.
+    std::vector<std::pair<std::string, xl::native::vba::Project>> projects;
+    for (const std::string& path : corpus_files("xlsm", {".xlsm"})) {
+        auto pkg = xl::native::Package::open_file(path);
+        if (!pkg || !(*pkg)->has("xl/vbaProject.bin")) continue;
+        auto p = xl::native::vba::Project::parse(*(*pkg)->read("xl/vbaProject.bin"), path);
+        if (p) projects.emplace_back(path, std::move(*p));
+    }
+    auto lacking = [](const std::vector<std::string>& have, const std::vector<std::string>& from) {
+        std::vector<std::string> out;
+        for (const std::string& n : from)
+            if (std::find(have.begin(), have.end(), n) == have.end()) out.push_back(n);
+        return out;
+    };
+    bool tried = false;
+    for (auto& [a_path, a] : projects) {
+        for (auto& [b_path, b] : projects) {
+            const auto a_names = a.reference_names(), b_names = b.reference_names();
+            if (lacking(a_names, b_names).empty()) continue;
+            tried = true;
+            auto merged = xl::native::vba::Project::create(&a);
+            merged.add_references_of(b);
+            merged.add_references_of(b);  // a second time adds nothing
+            auto bin = merged.serialize();
+            ASSERT_TRUE(bin) << bin.error().message;
+            auto back = xl::native::vba::Project::parse(*bin, "merged");
+            ASSERT_TRUE(back) << a_path << " + " << b_path << ": " << back.error().message;
+            std::vector<std::string> want = a_names;
+            for (const std::string& n : lacking(a_names, b_names)) want.push_back(n);
+            EXPECT_EQ(back->reference_names(), want) << a_path << " + " << b_path;
+        }
+        if (tried) break;
+    }
+    ASSERT_TRUE(tried) << "no two corpus projects with different references";
+    EXPECT_EQ(xl::native::vba::Project::create().reference_names(),
+              (std::vector<std::string>{"stdole", "Office"}));
+}
+
 }  // namespace sheaflow::testing

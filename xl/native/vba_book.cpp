@@ -61,6 +61,8 @@ public:
     int type() const override { return module_->type; }
     Result<void> export_file(const std::string& path) override;
     xl::CodeModule& code_module() override { return *this; }
+    // The project the module belongs to.
+    const vba::Project& source_project() const;
 
     // CodeModule. Attribute lines inside the code (a procedure's description or shortcut key)
     // are kept but hidden, as the editor hides them.
@@ -257,6 +259,8 @@ void VbaComponent::changed() {
     binding_.changed();
 }
 
+const vba::Project& VbaComponent::source_project() const { return binding_.project(); }
+
 Result<void> VbaComponent::set_name(const std::string& name) {
     if (name == module_->name) return {};
     if (auto r = binding_.project().rename(module_->name, name); !r) return r;
@@ -386,6 +390,7 @@ Result<xl::VBComponent*> VbaBinding::copy_from(xl::VBComponent& component) {
         return refused("モジュール「" + m.name + "」は標準モジュールでもクラスモジュールでもないため、コピーできません。");
     auto added = project_->add(m.type, m.name, m.attributes, m.code);
     if (!added) return added.error();
+    project_->add_references_of(from->source_project());
     components_.emplace_back(*this, **added);
     changed();
     return static_cast<xl::VBComponent*>(&components_.back());

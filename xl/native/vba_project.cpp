@@ -223,6 +223,23 @@ void add_reference(std::vector<Record>& head, const std::string& name, const std
                                       u32_bytes(0) + u16_bytes(0)));
 }
 
+// The references of a dir stream's head, as [begin, end) runs of records, each with its name.
+// A reference starts at its name record; the name record just after a control reference's
+// first record is that control's extended name and stays inside it.
+struct ReferenceRun {
+    std::size_t begin, end;
+    std::string name;
+};
+std::vector<ReferenceRun> reference_runs(const std::vector<Record>& head) {
+    std::vector<ReferenceRun> runs;
+    for (std::size_t i = 0; i < head.size(); ++i) {
+        if (head[i].id != 0x0016 || (i > 0 && head[i - 1].id == 0x002F)) continue;
+        if (!runs.empty()) runs.back().end = i;
+        runs.push_back({i, head.size(), head[i].data});
+    }
+    return runs;
+}
+
 Error refused(const std::string& why, const std::string& display) {
     return Error::make(Error::Code::Unsupported,
                        "マクロ（VBA プロジェクト）を扱えません（" + why + "）。", display);
@@ -568,6 +585,25 @@ Module* Project::find(std::string_view name) {
 bool Project::signed_project() const {
     return std::any_of(root_.children.begin(), root_.children.end(),
                        [](const cfb::Node& n) { return is_signature(n.name); });
+}
+
+std::vector<std::string> Project::reference_names() const {
+    std::vector<std::string> names;
+    for (const ReferenceRun& r : reference_runs(head_)) names.push_back(r.name);
+    return names;
+}
+
+void Project::add_references_of(const Project& other) {
+    std::vector<std::string> have = reference_names();
+    std::vector<Record> added;
+    for (const ReferenceRun& r : reference_runs(other.head_)) {
+        auto same = [&](const std::string& n) { return same_name(n, r.name); };
+        if (std::any_of(have.begin(), have.end(), same)) continue;
+        have.push_back(r.name);
+        added.insert(added.end(), other.head_.begin() + static_cast<std::ptrdiff_t>(r.begin),
+                     other.head_.begin() + static_cast<std::ptrdiff_t>(r.end));
+    }
+    head_.insert(head_.end(), added.begin(), added.end());
 }
 
 Result<Module*> Project::add(int type, const std::string& name, std::vector<std::string> attributes,

@@ -55,6 +55,11 @@ public:
     Module* find(std::string_view name);
     // Whether the compound file carries a digital signature.
     bool signed_project() const;
+    // The names of the project's references (type libraries, controls, other projects), in order.
+    std::vector<std::string> reference_names() const;
+    // Adds the references of `other` that this project lacks (by name, ASCII case ignored) after
+    // its own: code copied from there may use them.
+    void add_references_of(const Project& other);
 
     // Edits. Names are checked as the editor checks them.
     Result<Module*> add(int type, const std::string& name, std::vector<std::string> attributes,
