@@ -71,7 +71,7 @@ xl::VBProject* macro_source(run::Session& s, xl::Workbook& book) {
 
 // The collecting workbook's project, made on the first macro source after that source's
 // project (its references, its code page and its ThisWorkbook code). The ThisWorkbook code of a
-// later source has nowhere to go and is reported.
+// later source has nowhere to go and is reported; its modules bring the references they need.
 Result<xl::VBProject*> collecting_project(run::Session& s, xl::Workbook& dest,
                                           xl::VBProject& source) {
     auto project = dest.vb_project();
