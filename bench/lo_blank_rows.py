@@ -10,14 +10,15 @@ import os
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', 'tests', 'data'))
-from lo_shift_compare import start_office  # noqa: E402
-from lo_dump import props, url  # noqa: E402
+from lo_dump import lo_session, props, url  # noqa: E402
 
 
 def main(folder):
-    proc, desktop = start_office()
-    if desktop is None:
+    try:
+        office = lo_session.Office()
+    except lo_session.StartError:
         return 2
+    desktop = office.desktop
     try:
         for path in sorted(glob.glob(os.path.join(folder, '*.xlsx'))):
             doc = desktop.loadComponentFromURL(url(path), '_blank', 0, props(Hidden=True))
@@ -39,11 +40,7 @@ def main(folder):
             doc.storeToURL(url(path), props(FilterName='Calc Office Open XML'))
             doc.close(True)
     finally:
-        try:
-            desktop.terminate()
-        except Exception:
-            pass
-        proc.wait()
+        office.close()
     return 0
 
 

@@ -9,8 +9,7 @@ import os
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', 'tests', 'data'))
-from lo_shift_compare import start_office  # noqa: E402
-from lo_dump import col_name, props, url  # noqa: E402
+from lo_dump import lo_session, col_name, props, url  # noqa: E402
 
 
 def px(hmm):
@@ -18,9 +17,11 @@ def px(hmm):
 
 
 def main(files):
-    proc, desktop = start_office()
-    if desktop is None:
+    try:
+        office = lo_session.Office()
+    except lo_session.StartError:
         return 2
+    desktop = office.desktop
     try:
         for path in files:
             doc = desktop.loadComponentFromURL(url(path), '_blank', 0, props(Hidden=True))
@@ -35,11 +36,7 @@ def main(files):
                                           px(stored)))
             doc.close(True)
     finally:
-        try:
-            desktop.terminate()
-        except Exception:
-            pass
-        proc.wait()
+        office.close()
     return 0
 
 
