@@ -122,11 +122,12 @@ void answerDialogs() {
 }
 
 // --bench: one job through the main window over a folder, timed from the run button to the
-// end of the run (result window filled), printed as "gui_seconds N".
+// end of the run (result window filled), printed as "gui_seconds N". The parameter folder is
+// `param_dir` when given (kept from run to run, as a user's is), else a temporary one.
 int bench(const QString& folder, const QString& category, const QString& operation,
-          const QStringList& sets) {
+          const QStringList& sets, const QString& param_dir) {
     QTemporaryDir work;
-    const QString params = work.path() + QStringLiteral("/Temp");
+    const QString params = param_dir.isEmpty() ? work.path() + QStringLiteral("/Temp") : param_dir;
     QDir().mkpath(params);
     sheaflow::gui::MainWindow w(ss(params),
                                 [] { return sheaflow::xl::native::create_application(); });
@@ -175,12 +176,15 @@ int main(int argc, char** argv) {
                                        QStringLiteral("operation"), QStringLiteral("name"));
     const QCommandLineOption set({QStringLiteral("set")}, QStringLiteral("pane field"),
                                  QStringLiteral("key=value"));
-    parser.addOptions({bench_folder, category, operation, set});
+    const QCommandLineOption param_dir({QStringLiteral("param-dir")},
+                                       QStringLiteral("parameter folder of --bench"),
+                                       QStringLiteral("folder"));
+    parser.addOptions({bench_folder, category, operation, set, param_dir});
     parser.addHelpOption();
     parser.process(app);
     if (parser.isSet(bench_folder))
         return bench(parser.value(bench_folder), parser.value(category), parser.value(operation),
-                     parser.values(set));
+                     parser.values(set), parser.value(param_dir));
     g_out = parser.value(out);
     QDir().mkpath(g_out);
 

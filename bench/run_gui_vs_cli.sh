@@ -6,14 +6,15 @@
 # Usage: sh bench/run_gui_vs_cli.sh [number of workbooks, default 528]
 # Needs: build/sheaflow and build/sheaflow-gui-tour (sh scripts/build), xvfb-run.
 # The desktop time runs from the run button to the end of the run (dialogs answered at once);
-# the command line time is the whole process, start-up included.
+# the command line time is the whole process, start-up included. Each side keeps its parameter
+# folder from round to round, as a user's is kept.
 set -eu
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
 N=${1:-528}
 WORK=${WORK:-/tmp/sheaflow-gui-bench}
 SEARCH=東京
 rm -rf "$WORK"
-mkdir -p "$WORK/books" "$WORK/params"
+mkdir -p "$WORK/books" "$WORK/params" "$WORK/gui-params"
 i=0
 while [ $i -lt "$N" ]; do
     if [ $((i % 2)) -eq 0 ]; then src=cell_text.xlsx; else src=structure.xlsx; fi
@@ -35,6 +36,7 @@ while [ $r -lt "$ROUNDS" ]; do
     t1=$(now)
     echo "$t1 - $t0" | bc -l >>"$WORK/cli.times"
     xvfb-run -a -s "-screen 0 1280x800x24" "$ROOT/build/sheaflow-gui-tour" --bench "$WORK/books" \
+        --param-dir "$WORK/gui-params" \
         --category すべてのシート_セル --operation 文字列検索 --set "search=$SEARCH" \
         2>"$WORK/gui.log" | sed -n 's/^gui_seconds //p' >>"$WORK/gui.times"
     r=$((r + 1))

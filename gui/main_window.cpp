@@ -10,6 +10,7 @@
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QItemSelectionModel>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -440,11 +441,20 @@ void MainWindow::followCurrentTarget() {
 void MainWindow::syncSelectionToList() {
     const bool was = syncing_;
     syncing_ = true;
-    for (int i = 0; i < files_->topLevelItemCount() && i < static_cast<int>(targets_.size()); ++i) {
-        QTreeWidgetItem* item = files_->topLevelItem(i);
-        const bool on = targets_[static_cast<std::size_t>(i)].selected;
-        if (item->isSelected() != on) item->setSelected(on);
+    // One selection of runs of rows: selecting item by item costs a walk of the selection's
+    // ranges each time, which a run of hundreds of files (each deselected) makes many.
+    QAbstractItemModel* model = files_->model();
+    const int n = std::min(files_->topLevelItemCount(), static_cast<int>(targets_.size()));
+    auto on = [&](int i) { return targets_[static_cast<std::size_t>(i)].selected; };
+    QItemSelection selection;
+    for (int i = 0; i < n; ++i) {
+        if (!on(i)) continue;
+        int last = i;
+        while (last + 1 < n && on(last + 1)) ++last;
+        selection.select(model->index(i, 0), model->index(last, model->columnCount() - 1));
+        i = last;
     }
+    files_->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
     syncing_ = was;
 }
 
