@@ -4,6 +4,8 @@
 // shapes, groups, charts, embedded objects and controls travel with their parts; notes (with
 // their threads) and hyperlinks go to the same (or the given) cell, a note there replaced.
 
+#include <optional>
+
 #include "ops/edit/edit_common.h"
 #include "ops/registry.h"
 #include "ops/sheet/sheet_ops.h"
@@ -51,6 +53,13 @@ std::vector<xl::SheetObject> chosen(run::Session& s, xl::Worksheet& ws) {
     return out;
 }
 
+// The object of a sheet with the kind and name of `wanted`, as the sheet lists it now.
+std::optional<xl::SheetObject> now_named(xl::Worksheet& ws, const xl::SheetObject& wanted) {
+    for (const xl::SheetObject& c : ws.objects())
+        if (c.kind == wanted.kind && c.name == wanted.name) return c;
+    return std::nullopt;
+}
+
 std::string cell_name(xl::CellRef c) {
     return xl::format_address({c.row, c.col, c.row, c.col}, false, false);
 }
@@ -87,10 +96,14 @@ Result<void> Excel_編集_コピー貼付_オブジェクト(run::Session& s) {
     if (!src || !dst) return {};
     auto to = dest_cell(s.params);
     if (!to) return to.error();
-    for (const xl::SheetObject& o : chosen(s, *src)) {
+    for (const xl::SheetObject& wanted : chosen(s, *src)) {
         if (s.yield()) return {};
-        if (auto r = src->copy_object(o, *dst, *to); !r)
-            s.update_error_text(o.name + " " + r.error().message);
+        // A copy onto the source sheet itself renumbers its objects: each is looked up again
+        // (the first of a name is the original, copies coming after it).
+        std::optional<xl::SheetObject> o = now_named(*src, wanted);
+        if (!o) continue;
+        if (auto r = src->copy_object(*o, *dst, *to); !r)
+            s.update_error_text(o->name + " " + r.error().message);
     }
     return {};
 }
@@ -114,10 +127,7 @@ Result<void> Excel_編集_切取り貼付_オブジェクト(run::Session& s) {
     std::vector<xl::SheetObject> picked = chosen(s, *src);
     for (const xl::SheetObject& wanted : picked) {
         if (s.yield()) return {};
-        const xl::SheetObject* o = nullptr;
-        std::vector<xl::SheetObject> now = src->objects();
-        for (const xl::SheetObject& c : now)
-            if (!o && c.kind == wanted.kind && c.name == wanted.name) o = &c;
+        std::optional<xl::SheetObject> o = now_named(*src, wanted);
         if (!o) continue;
         Result<void> r;
         // Notes and hyperlinks are named by their cells.
@@ -128,12 +138,10 @@ Result<void> Excel_編集_切取り貼付_オブジェクト(run::Session& s) {
             if (*to) r = src->move_object(*o, **to);
         } else if (src != dst || !stays) {
             // A copy on the same sheet renumbers the objects: the original is looked up again.
-            xl::SheetObject original = *o;
-            r = src->copy_object(original, *dst, *to);
+            r = src->copy_object(*o, *dst, *to);
             if (r) {
-                for (const xl::SheetObject& c : src->objects())
-                    if (c.kind == original.kind && c.name == original.name) original = c;
-                r = src->delete_object(original);
+                std::optional<xl::SheetObject> original = now_named(*src, *o);
+                if (original) r = src->delete_object(*original);
             }
         }
         if (!r) s.update_error_text(o->name + " " + r.error().message);

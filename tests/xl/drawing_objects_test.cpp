@@ -323,15 +323,24 @@ TEST(SheetObjects, ControlsCopiedOntoTheirOwnSheetTakeTheNextShapeNumber) {
     xl::Worksheet& ws = b.ws("Controls");
     ASSERT_TRUE(ws.copy_object(*named(ws.objects(), "Check Box 1"), ws, xl::CellRef{2, 8}));
     ASSERT_TRUE(ws.copy_object(*named(ws.objects(), "Object 3"), ws, std::nullopt));
+    // A second ActiveX button on the sheet takes a name of its own.
+    ASSERT_TRUE(ws.copy_object(*named(ws.objects(), "CommandButton1"), ws, xl::CellRef{20, 2}));
     std::string out = b.save();
     EXPECT_EQ(package_faults(out), "");
     std::string sheet = part_of(out, "xl/worksheets/sheet1.xml");
     EXPECT_TRUE(contains(sheet, "shapeId=\"1028\"")) << sheet;
     EXPECT_TRUE(contains(sheet, "shapeId=\"1029\"")) << sheet;
+    EXPECT_TRUE(contains(sheet, "shapeId=\"1030\"")) << sheet;
+    EXPECT_TRUE(contains(sheet, "name=\"CommandButton2\"")) << sheet;
+    EXPECT_TRUE(contains(part_of(out, "xl/drawings/vmlDrawing1.vml"),
+                         "id=\"CommandButton2\" o:spid=\"_x0000_s1030\""));
     EXPECT_NE(part_of(out, "xl/ctrlProps/ctrlProp2.xml"), "");
     OpenBook again(out, "again.xlsx");
     ASSERT_NE(again.book, nullptr) << again.error;
-    EXPECT_EQ(again.ws("Controls").objects().size(), 5u);
+    std::vector<std::string> names;
+    for (const auto& o : again.ws("Controls").objects()) names.push_back(o.name);
+    EXPECT_EQ(names, (std::vector<std::string>{"Object 3", "Object 3", "Check Box 1",
+                                               "CommandButton1", "Check Box 1", "CommandButton2"}));
 }
 
 TEST(SheetObjects, ChartsCopiedIntoAnotherWorkbookReadTheSourceThroughALink) {

@@ -430,6 +430,13 @@ Result<int> add_vml_shape(Book& from, const VmlShape& shape, std::string text, B
     return index;
 }
 
+void rename_controls(pugi::xml_node n, const std::string& name) {
+    if (xml::local_name(n.name()) == "control" && n.attribute("name"))
+        n.attribute("name").set_value(name.c_str());
+    for (pugi::xml_node c : n.children())
+        if (c.type() == pugi::node_element) rename_controls(c, name);
+}
+
 bool names_shape(pugi::xml_node n, int number) {
     if (n.attribute("shapeId").as_int() == number) return true;
     for (pugi::xml_node c : n.children())
@@ -461,7 +468,8 @@ void place_anchors(pugi::xml_node n, Grid& g, const Rect& r) {
 // alternate-content blocks that hold them) onto the destination sheet as shape `new_number`,
 // with the parts they name; their anchors go to `at` when given.
 Result<void> copy_sheet_entries(Book& from, Sheet& src, int number, Book& to, Sheet& dst,
-                                int new_number, PartCopier& parts, const std::optional<Rect>& at) {
+                                int new_number, PartCopier& parts, const std::optional<Rect>& at,
+                                const std::string& control_name) {
     xml::Document source;
     if (auto r = read_sheet_xml(from, src, source); !r) return r;
     std::vector<std::pair<const char*, pugi::xml_node>> entries;
@@ -478,6 +486,7 @@ Result<void> copy_sheet_entries(Book& from, Sheet& src, int number, Book& to, Sh
         for (const auto& [list, entry] : entries) {
             pugi::xml_node copy = sheet_element(root, list).append_copy(entry);
             set_shape_ids(copy, number, new_number);
+            if (!control_name.empty()) rename_controls(copy, control_name);
             if (auto linked = links.relink(copy); !linked) return linked.error();
             if (at) place_anchors(copy, g, *at);
         }
@@ -488,6 +497,51 @@ Result<void> copy_sheet_entries(Book& from, Sheet& src, int number, Book& to, Sh
     return {};
 }
 
+constexpr std::string_view kActiveXRel =
+    "http://schemas.openxmlformats.org/officeDocument/2006/relationships/control";
+
+void control_names(pugi::xml_node n, std::set<std::string>& out) {
+    for (pugi::xml_node c : n.children()) {
+        if (c.type() != pugi::node_element) continue;
+        if (xml::local_name(c.name()) == "control")
+            out.insert(text::upper(c.attribute("name").value()));
+        control_names(c, out);
+    }
+}
+
+// The name an ActiveX control of shape `number` takes on the destination sheet: its own, or,
+// when a control there has it already, its stem with the next free number ("CommandButton2"),
+// as the sheet's code knows each control by a name of its own. "" for anything else.
+Result<std::string> new_activex_name(Book& from, Sheet& src, int number, Book& to, Sheet& dst) {
+    xml::Document source, dest;
+    if (auto r = read_sheet_xml(from, src, source); !r) return r.error();
+    RelsFile rels;
+    if (auto r = rels.load(from, src.part_name()); !r) return r.error();
+    std::string name;
+    std::function<void(pugi::xml_node)> look = [&](pugi::xml_node n) {
+        for (pugi::xml_node c : n.children()) {
+            if (c.type() != pugi::node_element) continue;
+            if (xml::local_name(c.name()) == "control" && c.attribute("shapeId").as_int() == number)
+                for (pugi::xml_attribute a : c.attributes())
+                    if (xml::local_name(a.name()) == "id")
+                        if (auto item = rels.rels.by_id(a.value());
+                            item && item->type == kActiveXRel)
+                            name = c.attribute("name").value();
+            look(c);
+        }
+    };
+    look(xml::child(source.root(), "controls"));
+    if (name.empty()) return std::string();
+    if (auto r = read_sheet_xml(to, dst, dest); !r) return r.error();
+    std::set<std::string> taken;
+    control_names(xml::child(dest.root(), "controls"), taken);
+    if (!taken.count(text::upper(name))) return name;
+    std::string stem = name;
+    while (!stem.empty() && std::isdigit(static_cast<unsigned char>(stem.back()))) stem.pop_back();
+    for (int n = 1;; ++n)
+        if (!taken.count(text::upper(stem + std::to_string(n)))) return stem + std::to_string(n);
+}
+
 // An embedded object or a control: its drawing shape (when it has one), its VML shape and its
 // entries in the sheet part, under the next shape number of the destination's VML drawing.
 Result<void> copy_legacy_object(Book& from, Sheet& src, const Found& f, Book& to, Sheet& dst,
@@ -496,6 +550,8 @@ Result<void> copy_legacy_object(Book& from, Sheet& src, const Found& f, Book& to
         from, src, [&](std::string_view block) { return vml_shape_number(block) == f.shape_id; });
     if (!shape || f.shape_id <= 0)
         return refused("「" + f.obj.name + "」はVML図形がないため、コピーできません。");
+    auto control_name = new_activex_name(from, src, f.shape_id, to, dst);
+    if (!control_name) return control_name.error();
     PartCopier parts(from, to);
     std::optional<DrawingEdit> source_drawing;
     if (f.where == Found::Where::Drawing) {
@@ -541,8 +597,11 @@ Result<void> copy_legacy_object(Book& from, Sheet& src, const Found& f, Book& to
             for (pugi::xml_node c : n.children()) {
                 if (c.type() != pugi::node_element) continue;
                 if (xml::local_name(c.name()) == "cNvPr" &&
-                    c.attribute("id").as_int() == f.shape_id)
+                    c.attribute("id").as_int() == f.shape_id) {
                     c.attribute("id").set_value(number);
+                    if (!control_name->empty() && c.attribute("name"))
+                        c.attribute("name").set_value(control_name->c_str());
+                }
                 for (pugi::xml_attribute a : c.attributes())
                     if (old_spid == a.value()) a.set_value(new_spid.c_str());
                 renumber(c);
@@ -558,8 +617,10 @@ Result<void> copy_legacy_object(Book& from, Sheet& src, const Found& f, Book& to
         d.store(to);
         links.store();
     }
-    auto index = add_vml_shape(from, *shape, with_shape_number(shape->text, f.shape_id, number), to,
-                               *dest_vml, parts);
+    std::string vml = with_shape_number(shape->text, f.shape_id, number);
+    if (!control_name->empty() && *control_name != f.obj.name)
+        vml = text::replace_all(vml, "id=\"" + f.obj.name + "\"", "id=\"" + *control_name + "\"");
+    auto index = add_vml_shape(from, *shape, std::move(vml), to, *dest_vml, parts);
     if (!index) return index.error();
     if (at) {
         Found placed;
@@ -568,7 +629,7 @@ Result<void> copy_legacy_object(Book& from, Sheet& src, const Found& f, Book& to
         placed.index = *index;
         if (auto r = edit_vml_rect(to, dst, placed, [&](const Rect&) { return *at; }); !r) return r;
     }
-    return copy_sheet_entries(from, src, f.shape_id, to, dst, number, parts, at);
+    return copy_sheet_entries(from, src, f.shape_id, to, dst, number, parts, at, *control_name);
 }
 
 constexpr std::string_view kCommentsType =
