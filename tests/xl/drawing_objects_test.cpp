@@ -449,6 +449,21 @@ TEST(SheetObjects, NotesTakeTheirThreadsRepliesAndPersonsAlong) {
     ASSERT_TRUE((*copied)->parent().save_as(piece, xl::xlOpenXMLWorkbook));
     EXPECT_EQ(package_faults(piece), "");
     EXPECT_EQ(occurrences(part_of(piece, "xl/persons/person1.xml"), "<person "), 2u);
+    // A copy within the workbook gives its threads ids of their own, its notes following.
+    ASSERT_TRUE(ws.copy(nullptr, &ws).has_value());
+    std::string twins = again.save("twins.xlsx");
+    EXPECT_EQ(package_faults(twins), "");
+    std::string first = part_of(twins, "xl/threadedComments/threadedComment1.xml");
+    std::string second = part_of(twins, "xl/threadedComments/threadedComment2.xml");
+    std::size_t id_at = second.find(" id=\"{");
+    ASSERT_NE(id_at, std::string::npos) << second;
+    std::string twin_root = second.substr(id_at + 5, 38);
+    EXPECT_FALSE(contains(first, twin_root)) << first << "\n" << second;
+    EXPECT_EQ(occurrences(second, "parentId=\"" + twin_root + "\""), 2u) << second;
+    EXPECT_EQ(occurrences(second, "personId=\"{54EE7950-7262-4200-6969-00000000000"), 3u);
+    std::string twin_notes = part_of(twins, "xl/comments2.xml");
+    EXPECT_TRUE(contains(twin_notes, "<author>tc=" + twin_root + "</author>")) << twin_notes;
+    EXPECT_TRUE(contains(twin_notes, "xr:uid=\"" + twin_root + "\"")) << twin_notes;
     if (!office_available()) GTEST_SKIP() << "no soffice";
     OfficeDump seen = office_dump({out, own, piece}, true);
     EXPECT_NE(office_sheet(seen, piece, "Sheet1"), nullptr);

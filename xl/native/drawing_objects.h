@@ -110,6 +110,9 @@ void ids_used(pugi::xml_node n, const std::set<std::string>& known, std::set<std
 
 }  // namespace drawing
 
+// A new identifier of a threaded comment ("{8C2D...}").
+std::string new_guid();
+
 // The persons (authors of threaded comments) of `from` that `ids` name, added to the persons
 // list of `to` (made when missing) unless it has them; persons are matched by id.
 Result<void> merge_persons(Book& from, Book& to, const std::set<std::string>& ids);

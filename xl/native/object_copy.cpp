@@ -632,8 +632,6 @@ Result<void> copy_legacy_object(Book& from, Sheet& src, const Found& f, Book& to
     return copy_sheet_entries(from, src, f.shape_id, to, dst, number, parts, at, *control_name);
 }
 
-constexpr std::string_view kCommentsType =
-    "application/vnd.openxmlformats-officedocument.spreadsheetml.comments+xml";
 constexpr std::string_view kThreadedRel =
     "http://schemas.microsoft.com/office/2017/10/relationships/threadedComment";
 constexpr std::string_view kThreadedType = "application/vnd.ms-excel.threadedcomments+xml";
@@ -643,18 +641,6 @@ constexpr std::string_view kPersonType = "application/vnd.ms-excel.person+xml";
 constexpr std::string_view kThreadedNs =
     "http://schemas.microsoft.com/office/spreadsheetml/2018/threadedcomments";
 constexpr std::string_view kMainNs = "http://schemas.openxmlformats.org/spreadsheetml/2006/main";
-
-// A new identifier of a threaded comment ("{8C2D...}").
-std::string new_guid() {
-    static std::mt19937_64 random{std::random_device{}()};
-    const std::uint64_t a = random(), b = random();
-    char buf[40];
-    std::snprintf(buf, sizeof buf, "{%08X-%04X-4%03X-%04X-%012llX}", static_cast<unsigned>(a >> 32),
-                  static_cast<unsigned>((a >> 16) & 0xFFFF), static_cast<unsigned>(a & 0xFFF),
-                  static_cast<unsigned>(0x8000 | ((b >> 48) & 0x3FFF)),
-                  static_cast<unsigned long long>(b & 0xFFFFFFFFFFFFULL));
-    return buf;
-}
 
 // The part that the sheet's relationship of a type points to, made from `empty` (with the
 // relationship and its content type) when the sheet has none.
@@ -745,7 +731,7 @@ Result<void> copy_note(Book& from, Sheet& src, CellRef cell, Book& to, Sheet& ds
 
     // The comments part: the author (a thread's own, "tc=" and its id) and the note.
     auto dest_comments = sheet_part_of(
-        to, dst, rel::kComments, "xl/", "comments", kCommentsType,
+        to, dst, rel::kComments, "xl/", "comments", structure::kCommentsType,
         "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n<comments xmlns=\"" +
             std::string(kMainNs) + "\"><authors/><commentList/></comments>");
     if (!dest_comments) return dest_comments.error();
@@ -845,6 +831,17 @@ Result<void> copy_note(Book& from, Sheet& src, CellRef cell, Book& to, Sheet& ds
 }
 
 }  // namespace
+
+std::string new_guid() {
+    static std::mt19937_64 random{std::random_device{}()};
+    const std::uint64_t a = random(), b = random();
+    char buf[40];
+    std::snprintf(buf, sizeof buf, "{%08X-%04X-4%03X-%04X-%012llX}", static_cast<unsigned>(a >> 32),
+                  static_cast<unsigned>((a >> 16) & 0xFFFF), static_cast<unsigned>(a & 0xFFF),
+                  static_cast<unsigned>(0x8000 | ((b >> 48) & 0x3FFF)),
+                  static_cast<unsigned long long>(b & 0xFFFFFFFFFFFFULL));
+    return buf;
+}
 
 Result<void> merge_persons(Book& from, Book& to, const std::set<std::string>& ids) {
     auto item = from.workbook_rels().by_type(kPersonRel);

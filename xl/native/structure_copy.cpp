@@ -233,6 +233,34 @@ std::string renumber_vml(std::string_view x, int old_block, int new_block) {
     return out;
 }
 
+// A copied sheet's threaded comments get new ids, as ids are unique within a workbook and a
+// workbook may receive the same sheet twice: the ids and parent ids of the threads, and the
+// notes that stand for them (their xr:uid and their "tc=" author). Persons keep theirs.
+std::string renew_thread_ids(std::string_view x, std::map<std::string, std::string>& ids) {
+    std::string out;
+    std::size_t done = 0;
+    for (std::size_t b = x.find('{'); b != std::string_view::npos; b = x.find('{', b + 1)) {
+        std::size_t e = x.find('}', b);
+        if (e == std::string_view::npos) break;
+        bool renew = b >= 3 && x.substr(b - 3, 3) == "tc=";
+        if (!renew && b >= 2 && x.substr(b - 2, 2) == "=\"") {
+            std::size_t n = x.find_last_of(" \t\r\n", b - 2);
+            if (n == std::string_view::npos) continue;
+            std::string_view local = xml::local_name(x.substr(n + 1, b - 2 - n - 1));
+            renew = local == "id" || local == "parentId" || local == "uid";
+        }
+        if (!renew || e - b > 40) continue;
+        std::string old(x.substr(b, e + 1 - b));
+        auto it = ids.find(old);
+        if (it == ids.end()) it = ids.emplace(old, new_guid()).first;
+        out.append(x.substr(done, b - done));
+        out += it->second;
+        done = e + 1;
+    }
+    out.append(x.substr(done));
+    return out;
+}
+
 }  // namespace
 
 // Kept in a workbook between copies from or into it.
@@ -696,6 +724,8 @@ private:
     // How far the shape numbers of the sheet's VML drawing moved (its block changed): the
     // sheet's embedded objects and controls, and their drawing shapes, name them.
     int vml_shift_ = 0;
+    // New ids of the sheet's threaded comments, shared by the threads and their notes.
+    std::map<std::string, std::string> thread_ids_;
     std::unique_ptr<ExternalLinks> links_;
     std::vector<std::string> source_links_;  // targets of the source's external links, by index
     std::set<std::string> names_used_;       // upper-cased bare names in the copied formulas
@@ -840,6 +870,8 @@ std::string SheetCopy::edit_reference(std::string_view f) {
 std::string SheetCopy::transform(const std::string& part, std::string_view type, std::string x) {
     FormulaEdit element = [this](std::string_view f) { return edit_formula(f); };
     FormulaEdit attribute = [this](std::string_view f) { return edit_reference(f); };
+    if (type == kThreadedCommentsType || type == kCommentsType)
+        return renew_thread_ids(x, thread_ids_);
     if (type == kTableType) {
         std::string old_name;
         x = replace_root_attrs(x, [&](std::string_view attrs) {

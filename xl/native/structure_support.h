@@ -23,6 +23,8 @@ inline constexpr std::string_view kChartExType = "application/vnd.ms-office.char
 inline constexpr std::string_view kDrawingType =
     "application/vnd.openxmlformats-officedocument.drawing+xml";
 inline constexpr std::string_view kCtrlPropType = "application/vnd.ms-excel.controlproperties+xml";
+inline constexpr std::string_view kCommentsType =
+    "application/vnd.openxmlformats-officedocument.spreadsheetml.comments+xml";
 inline constexpr std::string_view kThreadedCommentsType =
     "application/vnd.ms-excel.threadedcomments+xml";
 inline constexpr std::string_view kTableType =
