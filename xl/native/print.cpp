@@ -29,26 +29,49 @@ std::string work_file(const std::string& folder, std::string_view extension) {
     return folder + "/print-" + std::to_string(++counter) + "." + std::string(extension);
 }
 
-}  // namespace
+// The workbook as it stands, saved into the office's work folder for the office to read.
+struct OfficeCopy {
+    native::Book* book = nullptr;
+    OfficeBridge* office = nullptr;
+    std::string folder;
+    std::string path;
+    bool macros = false;
+};
 
-Result<void> export_pdf(Workbook& wb, const std::vector<std::string>& sheets,
-                        const std::string& pdf_path) {
+Result<OfficeCopy> save_office_copy(Workbook& wb) {
     auto* book = dynamic_cast<native::Book*>(&wb);
     if (!book) return no_office();
     OfficeBridge* office = book->app().office();
     if (!office) return no_office();
     auto folder = office->work_folder();
     if (!folder) return folder.error();
-    if (auto r = book->flush(); !r) return r;
-    const bool macros = book->workbook_rels().by_type(native::rel::kVbaProject).has_value();
-    const std::string copy = work_file(*folder, macros ? "xlsm" : "xlsx");
-    if (auto r = book->package().save(copy); !r) return r;
+    if (auto r = book->flush(); !r) return r.error();
+    OfficeCopy copy;
+    copy.book = book;
+    copy.office = office;
+    copy.folder = *folder;
+    copy.macros = book->workbook_rels().by_type(native::rel::kVbaProject).has_value();
+    copy.path = work_file(copy.folder, copy.macros ? "xlsm" : "xlsx");
+    if (auto r = book->package().save(copy.path); !r) {
+        std::error_code ec;
+        fs::remove(copy.path, ec);
+        return r.error();
+    }
+    return copy;
+}
+
+}  // namespace
+
+Result<void> export_pdf(Workbook& wb, const std::vector<std::string>& sheets,
+                        const std::string& pdf_path) {
+    auto copy = save_office_copy(wb);
+    if (!copy) return copy.error();
     std::error_code ec;
     if (!sheets.empty()) {
         // The chosen sheets only: the others are deleted from the copy.
-        auto opened = book->app().open(copy, false);
+        auto opened = copy->book->app().open(copy->path, false);
         if (!opened) {
-            fs::remove(copy, ec);
+            fs::remove(copy->path, ec);
             return opened.error();
         }
         Workbook& c = **opened;
@@ -59,39 +82,32 @@ Result<void> export_pdf(Workbook& wb, const std::vector<std::string>& sheets,
                 edited = s->delete_sheet();
         }
         if (edited)
-            edited = c.save_as(copy, macros ? xlOpenXMLWorkbookMacroEnabled : xlOpenXMLWorkbook);
+            edited = c.save_as(copy->path,
+                               copy->macros ? xlOpenXMLWorkbookMacroEnabled : xlOpenXMLWorkbook);
         c.close();
         (void)wb.activate();
         if (!edited) {
-            fs::remove(copy, ec);
+            fs::remove(copy->path, ec);
             return edited.error();
         }
     }
-    auto r = office->convert(copy, pdf_path, kFilterPdf);
-    fs::remove(copy, ec);
+    auto r = copy->office->convert(copy->path, pdf_path, kFilterPdf);
+    fs::remove(copy->path, ec);
     return r;
 }
 
 Result<std::string> range_picture(Workbook& wb, Worksheet& sheet, const Area& area,
                                   double scale) {
-    auto* book = dynamic_cast<native::Book*>(&wb);
-    if (!book) return no_office();
-    OfficeBridge* office = book->app().office();
-    if (!office) return no_office();
-    auto folder = office->work_folder();
-    if (!folder) return folder.error();
-    if (auto r = book->flush(); !r) return r.error();
-    const bool macros = book->workbook_rels().by_type(native::rel::kVbaProject).has_value();
-    const std::string copy = work_file(*folder, macros ? "xlsm" : "xlsx");
-    const std::string png = work_file(*folder, "png");
-    Result<void> made = book->package().save(copy);
-    if (made)
-        made = office->picture(copy, sheet.name(), format_address(area, false, false), png, scale);
+    auto copy = save_office_copy(wb);
+    if (!copy) return copy.error();
+    const std::string png = work_file(copy->folder, "png");
+    Result<void> made = copy->office->picture(copy->path, sheet.name(),
+                                              format_address(area, false, false), png, scale);
     std::string bytes;
     if (made && !file::read_all(png, bytes))
         made = Error::failed("書き出した画像を読めませんでした。");
     std::error_code ec;
-    fs::remove(copy, ec);
+    fs::remove(copy->path, ec);
     fs::remove(png, ec);
     if (!made) return made.error();
     return bytes;
