@@ -254,22 +254,7 @@ void ParameterStore::text_update(char mode, const std::string& folder,
         pv.histories.resize(d->history_slots(), std::vector<std::string>(kHistorySize));
         for (std::size_t h = 0; h < d->history_files.size(); ++h) {
             const std::string path = path_of(d->history_files[h]);
-            std::vector<std::string>& history = pv.histories[h];
-            if (mode == 'R') {
-                std::string bytes, text;
-                history = read_history(file::read_all(path, bytes) && decode(bytes, text)
-                                           ? std::string_view(text)
-                                           : std::string_view());
-            } else {
-                std::string newest;
-                for (std::size_t i = 0; i < d->fields.size(); ++i)
-                    if (d->fields[i].history == static_cast<int>(h) && i < pv.values.size())
-                        newest = one_line(pv.values[i]);
-                history = push_history(history, newest);
-                if (auto r = write_changed(path, encode(history_text(history)));
-                    !r && write_failure.empty())
-                    write_failure = path;
-            }
+            if (!history_update(*d, h, mode, path) && write_failure.empty()) write_failure = path;
         }
         for (std::size_t e = 0; e < d->extra_files.size(); ++e)
             if (!own_file_update(*d, e, mode, path_of(d->extra_files[e])) && write_failure.empty())
@@ -279,36 +264,47 @@ void ParameterStore::text_update(char mode, const std::string& folder,
         message("パラメータファイルを書き込めませんでした。\r\n「" + write_failure + "」");
 }
 
+bool ParameterStore::history_update(const OperationDecl& d, std::size_t slot, char mode,
+                                    const std::string& path) {
+    std::vector<std::string>& history = values(d).histories[slot];
+    if (mode == 'R') {
+        std::string bytes, text;
+        history = read_history(file::read_all(path, bytes) && decode(bytes, text)
+                                   ? std::string_view(text)
+                                   : std::string_view());
+        return true;
+    }
+    // The newest values of the fields that name this list go on top, the last field's first so
+    // that the first field's ends on top. With no field the list is only closed up.
+    const PaneValues& pv = values(d);
+    std::vector<std::string> newest;
+    for (std::size_t i = 0; i < d.fields.size() && i < pv.values.size(); ++i)
+        if (d.fields[i].history == static_cast<int>(slot)) newest.push_back(one_line(pv.values[i]));
+    if (newest.empty()) newest.emplace_back();
+    for (auto v = newest.rbegin(); v != newest.rend(); ++v) history = push_history(history, *v);
+    return static_cast<bool>(write_changed(path, encode(history_text(history))));
+}
+
 bool ParameterStore::own_file_update(const OperationDecl& d, std::size_t extra, char mode,
                                      const std::string& path) {
-    // An extra file keeps the values of the fields stored in it, one line each in pane order, or
-    // the history that the drop-downs of some fields share; other extra files belong to the
+    // An extra file keeps the history that the drop-downs of some fields share, or the values of
+    // the fields stored in it, one line each in pane order; other extra files belong to the
     // operation's procedures and are left alone here.
+    const std::size_t slot = d.history_files.size() + extra;
+    auto names = [&](const Field& f) { return f.history == static_cast<int>(slot); };
+    if (std::any_of(d.fields.begin(), d.fields.end(), names))
+        return history_update(d, slot, mode, path);
     PaneValues& pv = values(d);
     pv.values.resize(d.fields.size());
-    std::vector<std::size_t> stored, sharing;
-    const std::size_t slot = d.history_files.size() + extra;
-    for (std::size_t i = 0; i < d.fields.size(); ++i) {
+    std::vector<std::size_t> stored;
+    for (std::size_t i = 0; i < d.fields.size(); ++i)
         if (d.fields[i].stored_in == static_cast<int>(extra)) stored.push_back(i);
-        if (d.fields[i].history == static_cast<int>(slot)) sharing.push_back(i);
-    }
-    std::string bytes, text;
-    const bool readable = mode == 'R' && file::read_all(path, bytes) && decode(bytes, text);
-    if (!sharing.empty()) {
-        std::vector<std::string>& history = pv.histories[slot];
-        if (mode == 'R') {
-            history = read_history(readable ? std::string_view(text) : std::string_view());
-            return true;
-        }
-        // The last field's value is pushed first, so that the first field's ends on top.
-        for (auto i = sharing.rbegin(); i != sharing.rend(); ++i)
-            history = push_history(history, one_line(pv.values[*i]));
-        return static_cast<bool>(write_changed(path, encode(history_text(history))));
-    }
     if (stored.empty()) return true;
     if (mode == 'R') {
         if (!file::exists(path)) return static_cast<bool>(file::write_all(path, ""));
-        if (!readable) return true;  // neither code page 932 nor UTF-8: keep the defaults
+        std::string bytes, text;
+        // Neither code page 932 nor UTF-8: the fields keep their defaults.
+        if (!file::read_all(path, bytes) || !decode(bytes, text)) return true;
         const auto records = read_records(text);
         for (std::size_t k = 0; k < stored.size() && k < records.size(); ++k)
             if (!records[k].empty()) pv.values[stored[k]] = records[k][0];

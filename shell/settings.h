@@ -47,7 +47,10 @@ public:
 private:
     void read_main(const OperationDecl& decl, const std::string& path,
                    const std::function<void(const std::string&)>& message);
-    // Reads ("R") or writes ("W") one extra file of the operation; false when a write failed.
+    // Reads ("R") or writes ("W") one history list of the operation (an index into its history
+    // slots) or one extra file; false when a write failed.
+    bool history_update(const OperationDecl& decl, std::size_t slot, char mode,
+                        const std::string& path);
     bool own_file_update(const OperationDecl& decl, std::size_t extra, char mode,
                          const std::string& path);
 
