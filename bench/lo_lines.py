@@ -12,12 +12,9 @@ headless LibreOffice for the run), saving each workbook in place: the peer of th
 
 usage: lo_lines.py FOLDER JOB
 """
-import glob
-import os
 import sys
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', 'tests', 'data'))
-from lo_dump import lo_session, props, url  # noqa: E402
+from lo_in_place import edit_each_book
 
 
 def last_used_row(sheet):
@@ -49,20 +46,7 @@ def edit(doc, job):
 
 
 def main(folder, job):
-    try:
-        office = lo_session.Office()
-    except lo_session.StartError:
-        return 2
-    desktop = office.desktop
-    try:
-        for path in sorted(glob.glob(os.path.join(folder, '*.xlsx'))):
-            doc = desktop.loadComponentFromURL(url(path), '_blank', 0, props(Hidden=True))
-            edit(doc, job)
-            doc.storeToURL(url(path), props(FilterName='Calc Office Open XML'))
-            doc.close(True)
-    finally:
-        office.close()
-    return 0
+    return edit_each_book(folder, lambda doc: edit(doc, job))
 
 
 if __name__ == '__main__':

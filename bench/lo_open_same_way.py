@@ -6,38 +6,26 @@ scrolled to; the first sheet active; each workbook saved in place. The peer of t
 
 usage: lo_open_same_way.py FOLDER
 """
-import glob
-import os
 import sys
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', 'tests', 'data'))
-from lo_dump import lo_session, props, url  # noqa: E402
+from lo_in_place import edit_each_book
+
+
+def open_same_way(doc):
+    # Views need a controller: the document is loaded hidden but with its window model.
+    ctl = doc.getCurrentController()
+    for i in range(doc.Sheets.Count):
+        sh = doc.Sheets.getByIndex(i)
+        ctl.setActiveSheet(sh)
+        ctl.freezeAtPosition(0, 0)
+        ctl.ZoomType = 3  # BY_VALUE
+        ctl.ZoomValue = 100
+        ctl.select(sh.getCellRangeByName('A1'))
+    ctl.setActiveSheet(doc.Sheets.getByIndex(0))
 
 
 def main(folder):
-    try:
-        office = lo_session.Office()
-    except lo_session.StartError:
-        return 2
-    desktop = office.desktop
-    try:
-        for path in sorted(glob.glob(os.path.join(folder, '*.xlsx'))):
-            # Views need a controller: the document is loaded hidden but with its window model.
-            doc = desktop.loadComponentFromURL(url(path), '_blank', 0, props(Hidden=True))
-            ctl = doc.getCurrentController()
-            for i in range(doc.Sheets.Count):
-                sh = doc.Sheets.getByIndex(i)
-                ctl.setActiveSheet(sh)
-                ctl.freezeAtPosition(0, 0)
-                ctl.ZoomType = 3  # BY_VALUE
-                ctl.ZoomValue = 100
-                ctl.select(sh.getCellRangeByName('A1'))
-            ctl.setActiveSheet(doc.Sheets.getByIndex(0))
-            doc.storeToURL(url(path), props(FilterName='Calc Office Open XML'))
-            doc.close(True)
-    finally:
-        office.close()
-    return 0
+    return edit_each_book(folder, open_same_way)
 
 
 if __name__ == '__main__':
