@@ -3,8 +3,10 @@
 // writing .xls files. xl/office implements it with one LibreOffice per run; the engine holds it
 // for the length of a run and works without it (such files then get an error line).
 
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "util/result.h"
 
@@ -14,6 +16,16 @@ namespace sheaflow::xl {
 inline constexpr std::string_view kFilterXlsx = "Calc MS Excel 2007 XML";
 inline constexpr std::string_view kFilterXls = "MS Excel 97";
 inline constexpr std::string_view kFilterXlsm = "Calc MS Excel 2007 VBA XML";
+
+// A value written into one cell of a document the office keeps open.
+struct OfficeCellEdit {
+    enum class Kind : char { Text, Number, Clear };
+    std::string sheet;
+    std::int32_t row = 0, col = 0;  // from 1
+    Kind kind = Kind::Clear;
+    std::string text;
+    double number = 0;
+};
 
 class OfficeBridge {
 public:

@@ -434,6 +434,25 @@ bool Package::any_changed() const {
     });
 }
 
+std::vector<std::string> Package::changed_parts() const {
+    std::vector<std::string> out;
+    for (const Entry& e : entries_)
+        if (e.removed ? e.source_index >= 0 : e.data.has_value()) out.push_back(e.name);
+    return out;
+}
+
+Result<std::string> Package::read_original(std::string_view name) const {
+    if (!name.empty() && name.front() == '/') name.remove_prefix(1);
+    auto it = index_.find(lower_ascii(name));
+    if (it == index_.end() || entries_[it->second].source_index < 0)
+        return Error::make(Error::Code::NotFound, "部品「" + std::string(name) + "」がありません",
+                           std::string(name));
+    const Entry& e = entries_[it->second];
+    auto bytes = inflate(e, kMaxPartSize + 1);
+    if (bytes && strict_ && xml_like(e.name)) return translate_strict(*bytes, true);
+    return bytes;
+}
+
 Result<void> Package::save(const std::string& path) const { return save(path, nullptr); }
 
 Result<void> Package::save(const std::string& path, const Seal& seal) const {

@@ -64,6 +64,10 @@ public:
     void remove(std::string_view name);
     bool changed(std::string_view name) const;
     bool any_changed() const;
+    // Names of the parts written, added or removed since opening.
+    std::vector<std::string> changed_parts() const;
+    // A part's content as opened, before any write or removal.
+    Result<std::string> read_original(std::string_view name) const;
 
     // Writes the package to `path` through a temporary file; the target is replaced only when
     // the new file is complete.

@@ -60,7 +60,8 @@ public:
         return std::string_view(source_).substr(c.raw_begin, c.raw_end - c.raw_begin);
     }
 
-    // The part's text with the changes.
+    // The part's text as read (cells and rows point into it), and with the changes.
+    const std::string& source() const { return source_; }
     std::string serialize() const;
 
     // The shared-string index a changed cell was read with, when it was a plain shared-string
