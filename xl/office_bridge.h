@@ -36,6 +36,20 @@ public:
     // export filter. The office is started on the first request.
     virtual Result<void> convert(const std::string& from, const std::string& to,
                                  std::string_view filter) = 0;
+    // The same, with the loaded document kept open in the office for store_kept; answers its
+    // handle. A workbook whose changes are cell values only is written back from it, which
+    // spares the office reading the engine's package.
+    virtual Result<std::string> convert_and_keep(const std::string& from, const std::string& to,
+                                                 std::string_view filter) = 0;
+    // Writes `edits` into the kept document, makes `active_sheet` its active sheet and stores it
+    // as `to` through the export filter;
+    // the document is closed either way. Fails when the office that kept it has ended since.
+    virtual Result<void> store_kept(const std::string& handle,
+                                    const std::vector<OfficeCellEdit>& edits,
+                                    const std::string& active_sheet, const std::string& to,
+                                    std::string_view filter) = 0;
+    // Closes a kept document without storing it; nothing when its office has ended.
+    virtual void close_kept(const std::string& handle) = 0;
     // Opens `macro_book` with its macros enabled and `target`, runs `macro` ("Module.Procedure")
     // with `target` as the active workbook and stores `target` as `result` through the export
     // filter. A macro still running after `time_limit_seconds` is stopped (the office with it).

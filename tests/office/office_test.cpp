@@ -272,6 +272,104 @@ TEST_F(OfficeTest, ACrashedOfficeFailsOneRequestAndTheNextStartsAFreshOne) {
     EXPECT_TRUE(registered().empty());
 }
 
+// LibreOffice, with a count of how each .xls was stored.
+class CountingOffice final : public xl::OfficeBridge {
+public:
+    Result<std::string> work_folder() override { return office_.work_folder(); }
+    Result<void> convert(const std::string& from, const std::string& to,
+                         std::string_view filter) override {
+        if (filter == xl::kFilterXls) ++converted_to_xls;
+        return office_.convert(from, to, filter);
+    }
+    Result<std::string> convert_and_keep(const std::string& from, const std::string& to,
+                                         std::string_view filter) override {
+        return office_.convert_and_keep(from, to, filter);
+    }
+    Result<void> store_kept(const std::string& handle, const std::vector<xl::OfficeCellEdit>& edits,
+                            const std::string& active_sheet, const std::string& to,
+                            std::string_view filter) override {
+        ++stored_kept;
+        cell_edits += edits.size();
+        return office_.store_kept(handle, edits, active_sheet, to, filter);
+    }
+    void close_kept(const std::string& handle) override { office_.close_kept(handle); }
+    Result<void> run_macro(const std::string& target, const std::string& macro_book,
+                           const std::string& macro, const std::string& result,
+                           std::string_view filter, int time_limit_seconds) override {
+        return office_.run_macro(target, macro_book, macro, result, filter, time_limit_seconds);
+    }
+    Result<void> picture(const std::string& from, const std::string& sheet,
+                         const std::string& range, const std::string& to, double scale) override {
+        return office_.picture(from, sheet, range, to, scale);
+    }
+    void shutdown() override { office_.shutdown(); }
+    std::string name() const override { return office_.name(); }
+
+    int converted_to_xls = 0, stored_kept = 0;
+    std::size_t cell_edits = 0;
+
+private:
+    xl::office::LibreOffice office_;
+};
+
+TEST_F(OfficeTest, CellValueChangesAreWrittenIntoTheOfficesOwnCopyAndOtherChangesGoTheLongWay) {
+    REQUIRE_OFFICE();
+    copy_in("xls/pe-Test97J.xls", "values.xls");
+    copy_in("xls/pe-Test97J.xls", "rows.xls");
+    const fs::path values = in() / "values.xls", rows = in() / "rows.xls";
+    auto before = lo_cells(values);
+    ASSERT_FALSE(before.empty());
+    auto counting = std::make_unique<CountingOffice>();
+    CountingOffice& office = *counting;
+    auto app = xl::native::create_application(std::move(counting));
+
+    // A text (with a tab and a line break), a number, a cleared value, another active sheet.
+    auto book = app->workbooks().open(values.string(), false);
+    ASSERT_TRUE(book.has_value()) << book.error().message;
+    xl::Worksheet* kanji = (*book)->worksheet("漢字名");
+    ASSERT_NE(kanji, nullptr);
+    ASSERT_TRUE(kanji->set_cell_value({2, 2}, std::string("かんじ\tの\nデータ")));
+    ASSERT_TRUE(kanji->set_cell_value({4, 2}, 54321.5));
+    ASSERT_TRUE(kanji->set_cell_value({5, 2}, xl::Value{}));
+    ASSERT_TRUE(kanji->activate());
+    ASSERT_TRUE((*book)->save_as(values.string(), xl::xlExcel8));
+    (*book)->close();
+    EXPECT_EQ(office.stored_kept, 1);
+    EXPECT_EQ(office.cell_edits, 3u);
+    EXPECT_EQ(office.converted_to_xls, 0);
+
+    // A row inserted is more than cell values: the office reads the engine's package.
+    auto other = app->workbooks().open(rows.string(), false);
+    ASSERT_TRUE(other.has_value()) << other.error().message;
+    ASSERT_TRUE((*other)->worksheet("漢字名")->insert_lines(xl::Axis::Rows, 1, 1));
+    ASSERT_TRUE((*other)->save_as(rows.string(), xl::xlExcel8));
+    (*other)->close();
+    EXPECT_EQ(office.stored_kept, 1);
+    EXPECT_EQ(office.converted_to_xls, 1);
+
+    // Both read back as the engine left them, the active sheet included.
+    auto reopened = app->workbooks().open(values.string(), true);
+    ASSERT_TRUE(reopened.has_value()) << reopened.error().message;
+    EXPECT_EQ((*reopened)->active_sheet()->name(), "漢字名");
+    EXPECT_EQ((*reopened)->worksheet("漢字名")->cell_value({2, 2}),
+              xl::Value(std::string("かんじ\tの\nデータ")));
+    (*reopened)->close();
+    app->quit();
+    auto after = lo_cells(values);
+    after.erase("漢字名!B2");
+    after.erase("漢字名!データ");  // the line break of B2 splits the dump's line
+    auto expected = before;
+    expected.erase("漢字名!B2");
+    expected["漢字名!B4"] = "54321.5";
+    expected.erase("漢字名!B5");
+    EXPECT_EQ(after, expected);
+    auto shifted = lo_cells(rows);
+    EXPECT_EQ(shifted["漢字名!B3"], before["漢字名!B2"]);
+    EXPECT_EQ(shifted["漢字名!B2"], before["漢字名!B1"]);
+    EXPECT_EQ(shifted.count("漢字名!B1"), 0u);
+    EXPECT_TRUE(registered().empty());
+}
+
 TEST_F(OfficeTest, KilledRunLeavesNoOfficeAndNoDamagedTarget) {
     REQUIRE_OFFICE();
     for (int i = 0; i < 40; ++i) copy_in("xls/pe-Test97J.xls", "b" + std::to_string(i) + ".xls");

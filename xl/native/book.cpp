@@ -957,6 +957,7 @@ Result<void> Book::save_as(const std::string& path, int file_format) {
                 Error::Code::Unsupported,
                 "保存形式（" + std::to_string(file_format) + "）には対応していません。", target);
     }
+    release_office_document();
     // SaveAs re-targets the open workbook.
     path_ = target;
     name_ = file_name_of(target);

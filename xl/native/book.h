@@ -249,6 +249,7 @@ public:
     void set_saved(bool saved) override { saved_ = saved; }
     Result<void> save_as(const std::string& path, int file_format) override;
     void close() override;
+    ~Book() override { release_office_document(); }
     Result<std::vector<DocumentProperty>> document_properties() override;
     Result<void> set_document_property(const std::string& name, const std::string& value,
                                        bool custom) override;
@@ -375,6 +376,9 @@ private:
     // Saves as .xls: the package goes to the office program, which writes the target's
     // temporary file of the safe save.
     Result<void> save_through_office(const std::string& target);
+    // Closes the document the office kept open since it read the file: after a save, the
+    // package no longer tells what that document lacks.
+    void release_office_document();
     Result<void> save_package(const std::string& path, int file_format);
     // Where every cell that used shared string i now uses one appended string j, and no cell
     // uses i any more, entry i takes j's text and those cells are written as they were read:
@@ -396,6 +400,7 @@ private:
     Format format_ = Format::Package;
     std::string office_name_;    // the office program that read the file, "" for the engine
     bool office_macros_ = false;  // that file holds a VBA project, which the package lost
+    std::string office_document_;  // the office's handle of the document it read, "" when none
     std::string workbook_part_name_;
     WorkbookPart workbook_;
     Relationships workbook_rels_;

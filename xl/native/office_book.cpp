@@ -9,6 +9,7 @@
 #include "util/safe_save.h"
 #include "xl/native/book.h"
 #include "xl/native/compound_file.h"
+#include "xl/native/office_edits.h"
 #include "xl/native/relationships.h"
 #include "xl/native/vba_project.h"
 
@@ -72,7 +73,9 @@ Result<void> Book::load_through_office(const std::string& path, std::string_view
     auto folder = office->work_folder();
     if (!folder) return folder.error();
     const std::string work = office_work_file(*folder, "open", "xlsx");
-    if (auto r = office->convert(path, work, kFilterXlsx); !r) return r.error();
+    auto handle = office->convert_and_keep(path, work, kFilterXlsx);
+    if (!handle) return handle.error();
+    office_document_ = *handle;
     std::string package_bytes;
     {
         std::ifstream in(work, std::ios::binary);
@@ -108,8 +111,22 @@ Result<void> Book::save_through_office(const std::string& target) {
     if (auto r = save_package(work, macros ? xlOpenXMLWorkbookMacroEnabled : xlOpenXMLWorkbook);
         !r)
         return r;
+    // Changes to cell values only are written into the document the office read the file into;
+    // anything else, or a failure there, goes the long way: the office reads the package.
+    // The tabs selected besides the active sheet are not told to the office.
+    std::optional<std::vector<OfficeCellEdit>> edits;
+    if (!office_document_.empty() && active_ && group_.size() <= 1) {
+        std::vector<OfficeSheet> sheets;
+        for (const auto& s : sheets_)
+            if (s->kind() == SheetKind::Worksheet) sheets.push_back({s->name(), s->part_name()});
+        shared_strings();  // names the string table's part
+        edits = office_cell_edits(*package_, sheets, workbook_part_name_, shared_strings_part_);
+    }
+    const std::string kept = std::exchange(office_document_, std::string());
+    if (!kept.empty() && !edits) office->close_kept(kept);
     // The office writes the temporary file by its name; the safe save renames it over the target.
     auto r = file::replace_file(target, [&](int, const std::string& temp) -> Result<void> {
+        if (edits && office->store_kept(kept, *edits, active_->name(), temp, kFilterXls)) return {};
         auto converted = office->convert(work, temp, kFilterXls);
         if (converted) return {};
         Error e = converted.error();
@@ -121,8 +138,15 @@ Result<void> Book::save_through_office(const std::string& target) {
     return r;
 }
 
+void Book::release_office_document() {
+    if (office_document_.empty()) return;
+    if (OfficeBridge* office = app_.office()) office->close_kept(office_document_);
+    office_document_.clear();
+}
+
 Result<void> Book::run_macro_in_office(const std::string& macro_book, const std::string& macro,
                                       int time_limit_seconds) {
+    release_office_document();
     OfficeBridge* office = app_.office();
     if (!office)
         return Error::make(Error::Code::Unsupported,

@@ -281,6 +281,53 @@ Result<void> LibreOffice::convert(const std::string& from, const std::string& to
     return {};
 }
 
+Result<std::string> LibreOffice::convert_and_keep(const std::string& from, const std::string& to,
+                                                  std::string_view filter) {
+    auto r = request({"keep", from, to, std::string(filter)}, kConvertLimit);
+    if (!r) return r.error();
+    if (r->empty()) return office_error("文書の番号が返されませんでした");
+    return r->front();
+}
+
+Result<void> LibreOffice::store_kept(const std::string& handle,
+                                     const std::vector<OfficeCellEdit>& edits,
+                                     const std::string& active_sheet, const std::string& to,
+                                     std::string_view filter) {
+    // A handle of an office that has ended since means nothing to a new one.
+    if (pid_ == 0) return office_error("文書を開いた LibreOffice が終了しています");
+    std::vector<std::string> fields{"store_kept", handle, active_sheet, to, std::string(filter)};
+    fields.reserve(fields.size() + edits.size() * 5);
+    char number[32];
+    for (const OfficeCellEdit& e : edits) {
+        fields.push_back(e.sheet);
+        fields.push_back(std::to_string(e.row));
+        fields.push_back(std::to_string(e.col));
+        switch (e.kind) {
+            case OfficeCellEdit::Kind::Text:
+                fields.push_back("t");
+                fields.push_back(e.text);
+                break;
+            case OfficeCellEdit::Kind::Number:
+                std::snprintf(number, sizeof number, "%.17g", e.number);
+                fields.push_back("n");
+                fields.push_back(number);
+                break;
+            case OfficeCellEdit::Kind::Clear:
+                fields.push_back("c");
+                fields.push_back("");
+                break;
+        }
+    }
+    auto r = request(fields, kConvertLimit);
+    if (!r) return r.error();
+    return {};
+}
+
+void LibreOffice::close_kept(const std::string& handle) {
+    if (pid_ == 0) return;
+    (void)request({"close_kept", handle}, kConvertLimit);
+}
+
 Result<void> LibreOffice::run_macro(const std::string& target, const std::string& macro_book,
                                     const std::string& macro, const std::string& result,
                                     std::string_view filter, int time_limit_seconds) {

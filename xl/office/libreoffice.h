@@ -34,6 +34,12 @@ public:
     Result<std::string> work_folder() override;
     Result<void> convert(const std::string& from, const std::string& to,
                          std::string_view filter) override;
+    Result<std::string> convert_and_keep(const std::string& from, const std::string& to,
+                                         std::string_view filter) override;
+    Result<void> store_kept(const std::string& handle, const std::vector<OfficeCellEdit>& edits,
+                            const std::string& active_sheet, const std::string& to,
+                            std::string_view filter) override;
+    void close_kept(const std::string& handle) override;
     Result<void> run_macro(const std::string& target, const std::string& macro_book,
                            const std::string& macro, const std::string& result,
                            std::string_view filter, int time_limit_seconds) override;

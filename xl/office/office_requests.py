@@ -1,5 +1,9 @@
 """What the helper (uno_helper.py) does in the office, one function per request. Every function
 takes the request's fields as strings and returns the fields of its answer."""
+import itertools
+import os
+import shutil
+
 import uno
 from com.sun.star.document.MacroExecMode import ALWAYS_EXECUTE_NO_WARN, NEVER_EXECUTE
 from com.sun.star.document.UpdateDocMode import NO_UPDATE
@@ -7,7 +11,53 @@ from com.sun.star.document.UpdateDocMode import NO_UPDATE
 from lo_session import props, url
 
 
+# Writes cell values into one sheet. It runs as Basic inside the office: through the bridge,
+# every cell call is a round trip of several milliseconds; in the office it is a tenth of one.
+EDITS_LIBRARY, EDITS_MODULE = 'SheaflowEdits', 'Edits'
+EDITS_BASIC = """
+Function Apply(sheet As Variant, rows As Variant, cols As Variant, kinds As Variant, values As Variant) As Long
+    Dim i As Long, cell As Object
+    For i = LBound(kinds) To UBound(kinds)
+        cell = sheet.getCellByPosition(cols(i), rows(i))
+        Select Case kinds(i)
+        Case "t"
+            cell.setString(values(i))
+        Case "n"
+            cell.setValue(values(i))
+        Case Else
+            cell.clearContents(23)
+        End Select
+    Next i
+    Apply = UBound(kinds) - LBound(kinds) + 1
+End Function
+"""
+# clearContents(23): values, dates, texts and formulas; formats and notes stay.
+
+
 def handlers(office):
+    kept = {}
+    numbers = itertools.count(1)
+    applier = []
+
+    def edit_script():
+        if not applier:
+            ctx = office.ctx
+            smgr = ctx.ServiceManager
+            libs = smgr.createInstanceWithContext(
+                'com.sun.star.script.ApplicationScriptLibraryContainer', ctx)
+            if not libs.hasByName(EDITS_LIBRARY):
+                libs.createLibrary(EDITS_LIBRARY)
+            lib = libs.getByName(EDITS_LIBRARY)
+            if lib.hasByName(EDITS_MODULE):
+                lib.removeByName(EDITS_MODULE)
+            lib.insertByName(EDITS_MODULE, EDITS_BASIC)
+            factory = smgr.createInstanceWithContext(
+                'com.sun.star.script.provider.MasterScriptProviderFactory', ctx)
+            applier.append(factory.createScriptProvider('').getScript(
+                'vnd.sun.star.script:%s.%s.Apply?language=Basic&location=application'
+                % (EDITS_LIBRARY, EDITS_MODULE)))
+        return applier[0]
+
     def load(path, **kw):
         args = dict(ReadOnly=True, MacroExecutionMode=NEVER_EXECUTE, UpdateDocMode=NO_UPDATE)
         args.update(kw)
@@ -25,6 +75,75 @@ def handlers(office):
             doc.storeToURL(url(target), props(FilterName=filter_name, Overwrite=True))
         finally:
             doc.close(True)
+        return []
+
+    def keep(source, target, filter_name):
+        """convert, with the document kept open under the handle answered. It is opened for
+        editing (a read-only document ignores some edits without a word), from a copy in the
+        work folder (under its own name, which formulas may show), so that its lock file stays
+        there too."""
+        handle = '%d-%d' % (os.getpid(), next(numbers))
+        folder = os.path.join(office.dir, 'kept-' + handle)
+        os.mkdir(folder)
+        copy = os.path.join(folder, os.path.basename(source))
+        shutil.copyfile(source, copy)
+        try:
+            doc = load(copy, ReadOnly=False)
+            try:
+                doc.storeToURL(url(target), props(FilterName=filter_name, Overwrite=True))
+            except Exception:
+                doc.close(True)
+                raise
+        except Exception:
+            shutil.rmtree(folder, ignore_errors=True)
+            raise
+        kept[handle] = (doc, folder)
+        return [handle]
+
+    def release(handle):
+        doc, folder = kept.pop(handle)
+        try:
+            doc.close(True)
+        finally:
+            shutil.rmtree(folder, ignore_errors=True)
+
+    def store_kept(handle, active_sheet, target, filter_name, *edits):
+        """Writes the edits (sheet, row, column, kind, value; five fields each, rows and columns
+        from 1) into a kept document, makes `active_sheet` its active sheet, stores it as
+        `target` and closes it."""
+        if handle not in kept:
+            raise RuntimeError('文書 %s は開かれていません' % handle)
+        doc = kept[handle][0]
+        try:
+            by_sheet = {}
+            for i in range(0, len(edits) - 4, 5):
+                sheet, row, col, kind, value = edits[i:i + 5]
+                cells = by_sheet.setdefault(sheet, ([], [], [], []))
+                cells[0].append(int(row) - 1)
+                cells[1].append(int(col) - 1)
+                cells[2].append(kind)
+                cells[3].append(float(value) if kind == 'n' else value)
+            # Row heights stay as the file has them, as they do when the office reads a package:
+            # it takes a row's height from the file instead of fitting it to the new texts.
+            doc.IsAdjustHeightEnabled = False
+            for sheet, (rows, cols, kinds, values) in by_sheet.items():
+                if not doc.Sheets.hasByName(sheet):
+                    raise RuntimeError('シート「%s」がありません' % sheet)
+                edit_script().invoke((doc.Sheets.getByName(sheet), tuple(rows), tuple(cols),
+                                      tuple(kinds), tuple(values)), (), ())
+            if by_sheet:
+                doc.calculateAll()  # as the office does for a package that asks for it
+            if not doc.Sheets.hasByName(active_sheet):
+                raise RuntimeError('シート「%s」がありません' % active_sheet)
+            doc.getCurrentController().setActiveSheet(doc.Sheets.getByName(active_sheet))
+            doc.storeToURL(url(target), props(FilterName=filter_name, Overwrite=True))
+        finally:
+            release(handle)
+        return []
+
+    def close_kept(handle):
+        if handle in kept:
+            release(handle)
         return []
 
     def find_module(book, module):
@@ -100,4 +219,5 @@ def handlers(office):
             doc.close(True)
         return []
 
-    return {'convert': convert, 'run_macro': run_macro, 'picture': picture}
+    return {'convert': convert, 'keep': keep, 'store_kept': store_kept,
+            'close_kept': close_kept, 'run_macro': run_macro, 'picture': picture}
