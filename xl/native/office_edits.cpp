@@ -73,17 +73,6 @@ Value value_of(const Cell& c, const WorksheetPart& part, const SharedStrings& st
     return v;
 }
 
-// `text` without the attribute `name` wherever it stands.
-std::string without_attribute(std::string text, std::string_view name) {
-    const std::string key = " " + std::string(name) + "=\"";
-    for (std::size_t at = 0; (at = text.find(key, at)) != std::string::npos;) {
-        std::size_t end = text.find('"', at + key.size());
-        if (end == std::string::npos) break;
-        text.erase(at, end + 1 - at);
-    }
-    return text;
-}
-
 // An XML part as the engine writes it, without the attributes `names` on any element; nullopt
 // when it is not well-formed.
 std::optional<std::string> without_attributes(const std::string& part,
@@ -140,9 +129,11 @@ bool sheet_edits(const std::string& sheet, const WorksheetPart& before,
     const CellTable& t1 = after.table();
     if (t0.rows.size() != t1.rows.size()) return false;
     // Which tab is selected follows the active sheet, which the office is told apart.
-    if (&before != &after && without_attribute(without_cells(before), "tabSelected") !=
-                                 without_attribute(without_cells(after), "tabSelected"))
-        return false;
+    if (&before != &after) {
+        auto rest_before = without_attributes(without_cells(before), {"tabSelected"});
+        auto rest_after = without_attributes(without_cells(after), {"tabSelected"});
+        if (!rest_before || !rest_after || *rest_before != *rest_after) return false;
+    }
     const Cell blank;
     auto edit = [&](std::int32_t row, std::int32_t col, const Value& v) {
         OfficeCellEdit e;

@@ -290,12 +290,15 @@ Result<void> Package::load_directory() {
     return {};
 }
 
-const Package::Entry* Package::entry(std::string_view name) const {
+const Package::Entry* Package::any_entry(std::string_view name) const {
     if (!name.empty() && name.front() == '/') name.remove_prefix(1);
     auto it = index_.find(lower_ascii(name));
-    if (it == index_.end()) return nullptr;
-    const Entry& e = entries_[it->second];
-    return e.removed ? nullptr : &e;
+    return it == index_.end() ? nullptr : &entries_[it->second];
+}
+
+const Package::Entry* Package::entry(std::string_view name) const {
+    const Entry* e = any_entry(name);
+    return e && !e->removed ? e : nullptr;
 }
 
 Package::Entry* Package::entry(std::string_view name) {
@@ -375,8 +378,12 @@ Result<std::string> Package::read(std::string_view name) const {
                            std::string(name));
     if (e->data) return *e->data;
     if (e->source_index < 0) return std::string();
-    auto bytes = inflate(*e, kMaxPartSize + 1);
-    if (bytes && strict_ && xml_like(e->name)) return translate_strict(*bytes, true);
+    return read_source(*e);
+}
+
+Result<std::string> Package::read_source(const Entry& e) const {
+    auto bytes = inflate(e, kMaxPartSize + 1);
+    if (bytes && strict_ && xml_like(e.name)) return translate_strict(*bytes, true);
     return bytes;
 }
 
@@ -442,15 +449,11 @@ std::vector<std::string> Package::changed_parts() const {
 }
 
 Result<std::string> Package::read_original(std::string_view name) const {
-    if (!name.empty() && name.front() == '/') name.remove_prefix(1);
-    auto it = index_.find(lower_ascii(name));
-    if (it == index_.end() || entries_[it->second].source_index < 0)
+    const Entry* e = any_entry(name);
+    if (!e || e->source_index < 0)
         return Error::make(Error::Code::NotFound, "部品「" + std::string(name) + "」がありません",
                            std::string(name));
-    const Entry& e = entries_[it->second];
-    auto bytes = inflate(e, kMaxPartSize + 1);
-    if (bytes && strict_ && xml_like(e.name)) return translate_strict(*bytes, true);
-    return bytes;
+    return read_source(*e);
 }
 
 Result<void> Package::save(const std::string& path) const { return save(path, nullptr); }

@@ -96,6 +96,9 @@ private:
     Result<void> load_directory();
     const Entry* entry(std::string_view name) const;
     Entry* entry(std::string_view name);
+    const Entry* any_entry(std::string_view name) const;  // removed ones too
+    // A part's content as the archive holds it (strict parts read transitional).
+    Result<std::string> read_source(const Entry& e) const;
     Result<std::string> inflate(const Entry& e, std::uint64_t limit) const;
     Error broken(const std::string& detail) const;
 
