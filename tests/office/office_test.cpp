@@ -290,6 +290,10 @@ public:
                             std::string_view filter) override {
         ++stored_kept;
         cell_edits += edits.size();
+        if (fail_store_kept) {
+            office_.close_kept(handle);
+            return Error::make(Error::Code::Io, "store_kept failed on purpose");
+        }
         return office_.store_kept(handle, edits, active_sheet, to, filter);
     }
     void close_kept(const std::string& handle) override { office_.close_kept(handle); }
@@ -307,6 +311,7 @@ public:
 
     int converted_to_xls = 0, stored_kept = 0;
     std::size_t cell_edits = 0;
+    bool fail_store_kept = false;
 
 private:
     xl::office::LibreOffice office_;
@@ -347,6 +352,18 @@ TEST_F(OfficeTest, CellValueChangesAreWrittenIntoTheOfficesOwnCopyAndOtherChange
     EXPECT_EQ(office.stored_kept, 1);
     EXPECT_EQ(office.converted_to_xls, 1);
 
+    // A failure on the short way falls back to the long way, with the same result.
+    copy_in("xls/pe-Test97J.xls", "fallback.xls");
+    const fs::path fallback = in() / "fallback.xls";
+    office.fail_store_kept = true;
+    auto third = app->workbooks().open(fallback.string(), false);
+    ASSERT_TRUE(third.has_value()) << third.error().message;
+    ASSERT_TRUE((*third)->worksheet("漢字名")->set_cell_value({4, 2}, 54321.5));
+    ASSERT_TRUE((*third)->save_as(fallback.string(), xl::xlExcel8));
+    (*third)->close();
+    EXPECT_EQ(office.stored_kept, 2);
+    EXPECT_EQ(office.converted_to_xls, 2);
+
     // Both read back as the engine left them, the active sheet included.
     auto reopened = app->workbooks().open(values.string(), true);
     ASSERT_TRUE(reopened.has_value()) << reopened.error().message;
@@ -367,6 +384,9 @@ TEST_F(OfficeTest, CellValueChangesAreWrittenIntoTheOfficesOwnCopyAndOtherChange
     EXPECT_EQ(shifted["漢字名!B3"], before["漢字名!B2"]);
     EXPECT_EQ(shifted["漢字名!B2"], before["漢字名!B1"]);
     EXPECT_EQ(shifted.count("漢字名!B1"), 0u);
+    auto fell_back = lo_cells(fallback);
+    EXPECT_EQ(fell_back["漢字名!B4"], "54321.5");
+    EXPECT_EQ(fell_back["漢字名!B2"], before["漢字名!B2"]);
     EXPECT_TRUE(registered().empty());
 }
 

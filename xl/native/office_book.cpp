@@ -76,14 +76,7 @@ Result<void> Book::load_through_office(const std::string& path, std::string_view
     auto handle = office->convert_and_keep(path, work, kFilterXlsx);
     if (!handle) return handle.error();
     office_document_ = *handle;
-    std::string package_bytes;
-    {
-        std::ifstream in(work, std::ios::binary);
-        package_bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
-    std::error_code ec;
-    fs::remove(work, ec);
-    auto pkg = Package::open_memory(std::move(package_bytes));
+    auto pkg = Package::open_memory(read_work_file(work));
     if (!pkg) return pkg.error();
     package_ = std::move(*pkg);
     if (auto r = load_package(path); !r) return r;
@@ -106,11 +99,7 @@ Result<void> Book::save_through_office(const std::string& target) {
                            target);
     auto folder = office->work_folder();
     if (!folder) return folder.error();
-    const bool macros = workbook_rels_.by_type(rel::kVbaProject).has_value();
-    const std::string work = office_work_file(*folder, "save", macros ? "xlsm" : "xlsx");
-    if (auto r = save_package(work, macros ? xlOpenXMLWorkbookMacroEnabled : xlOpenXMLWorkbook);
-        !r)
-        return r;
+    if (auto r = flush(); !r) return r;
     // Changes to cell values only are written into the document the office read the file into;
     // anything else, or a failure there, goes the long way: the office reads the package.
     // The tabs selected besides the active sheet are not told to the office.
@@ -125,8 +114,14 @@ Result<void> Book::save_through_office(const std::string& target) {
     const std::string kept = std::exchange(office_document_, std::string());
     if (!kept.empty() && !edits) office->close_kept(kept);
     // The office writes the temporary file by its name; the safe save renames it over the target.
+    const bool macros = workbook_rels_.by_type(rel::kVbaProject).has_value();
+    const std::string work = office_work_file(*folder, "save", macros ? "xlsm" : "xlsx");
     auto r = file::replace_file(target, [&](int, const std::string& temp) -> Result<void> {
         if (edits && office->store_kept(kept, *edits, active_->name(), temp, kFilterXls)) return {};
+        if (auto saved =
+                save_package(work, macros ? xlOpenXMLWorkbookMacroEnabled : xlOpenXMLWorkbook);
+            !saved)
+            return saved;
         auto converted = office->convert(work, temp, kFilterXls);
         if (converted) return {};
         Error e = converted.error();
