@@ -59,6 +59,22 @@ awk -v a="$t0" -v b="$t1" -v c="$t2" -v n="$BOOKS" 'BEGIN {
     printf "  Sheaflow (bridge)      %7.2f s\n", sf
     printf "  LibreOffice Python-UNO %7.2f s\n", lo
     printf "  Sheaflow / LibreOffice %7.2f\n", sf / lo }'
-# Both left no text to replace.
-left=$(/usr/bin/python3 "$ROOT/tests/data/lo_dump.py" "$WORK/sf"/*.xls 2>/dev/null | grep -c "$FROM" || true)
+# Both left no text to replace: LibreOffice's own search counts the cells still holding it.
+left=$(/usr/bin/python3 - "$ROOT/xl/office" "$WORK/sf" "$FROM" <<'PY'
+import glob, os, sys
+sys.path.insert(0, sys.argv[1])
+import lo_session
+left = 0
+with lo_session.Office() as office:
+    for path in sorted(glob.glob(os.path.join(sys.argv[2], '*.xls'))):
+        doc = office.load(path, ReadOnly=True)
+        for sheet in doc.Sheets:
+            search = sheet.createSearchDescriptor()
+            search.SearchString = sys.argv[3]
+            found = sheet.findAll(search)
+            left += found.Count if found else 0
+        doc.close(True)
+print(left)
+PY
+)
 echo "  cells still holding $FROM after Sheaflow: $left"

@@ -8,7 +8,9 @@ import os
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
+import threading
 import time
 
 import uno
@@ -42,6 +44,16 @@ class StartError(Exception):
     pass
 
 
+def stop_on_termination():
+    """Makes SIGTERM and SIGHUP end a script that runs alone as an exception would, so that its
+    office in a group of its own is closed on the way out instead of being left behind."""
+    if threading.current_thread() is not threading.main_thread():
+        return
+    for sig in (signal.SIGTERM, signal.SIGHUP):
+        if signal.getsignal(sig) == signal.SIG_DFL:
+            signal.signal(sig, lambda number, frame: sys.exit(128 + number))
+
+
 class Office:
     """One running office. `own_group` puts it in a process group of its own (for scripts that
     run alone); the bridge helper leaves it in the helper's group, which the program kills as a
@@ -52,6 +64,8 @@ class Office:
         self.dir = workdir or tempfile.mkdtemp(prefix='sheaflow-lo-')
         self.pipe = 'sheaflow_%d_%d' % (os.getpid(), time.monotonic_ns() % 1000000007)
         self.own_group = own_group
+        if own_group:
+            stop_on_termination()
         program = soffice_path()
         if not os.path.exists(program):
             raise StartError('soffice not found: ' + program)
