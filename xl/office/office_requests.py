@@ -11,13 +11,24 @@ from com.sun.star.document.UpdateDocMode import NO_UPDATE
 from lo_session import props, url
 
 
-# Writes cell values into one sheet. It runs as Basic inside the office: through the bridge,
-# every cell call is a round trip of several milliseconds; in the office it is a tenth of one.
+# Writes cell values into a document and makes a sheet the active one. It runs as Basic inside
+# the office: through the bridge, every cell call is a round trip of several milliseconds, and
+# every call of the routine costs about ten, so a document takes one call. It answers the name
+# of a sheet that the document lacks, or nothing.
 EDITS_LIBRARY, EDITS_MODULE = 'SheaflowEdits', 'Edits'
 EDITS_BASIC = """
-Function Apply(sheet As Variant, rows As Variant, cols As Variant, kinds As Variant, values As Variant) As Long
-    Dim i As Long, cell As Object
+Function Apply(doc As Variant, sheets As Variant, rows As Variant, cols As Variant, kinds As Variant, values As Variant, active As String) As String
+    Dim i As Long, cell As Object, sheet As Object, current As String, view As Object
+    Apply = ""
     For i = LBound(kinds) To UBound(kinds)
+        If sheets(i) <> current Then
+            current = sheets(i)
+            If Not doc.Sheets.hasByName(current) Then
+                Apply = current
+                Exit Function
+            End If
+            sheet = doc.Sheets.getByName(current)
+        End If
         cell = sheet.getCellByPosition(cols(i), rows(i))
         Select Case kinds(i)
         Case "t"
@@ -28,7 +39,12 @@ Function Apply(sheet As Variant, rows As Variant, cols As Variant, kinds As Vari
             cell.clearContents(23)
         End Select
     Next i
-    Apply = UBound(kinds) - LBound(kinds) + 1
+    If Not doc.Sheets.hasByName(active) Then
+        Apply = active
+        Exit Function
+    End If
+    view = doc.getCurrentController()
+    If view.getActiveSheet().Name <> active Then view.setActiveSheet(doc.Sheets.getByName(active))
 End Function
 """
 # clearContents(23): values, dates, texts and formulas; formats and notes stay.
@@ -115,27 +131,22 @@ def handlers(office):
             raise RuntimeError('文書 %s は開かれていません' % handle)
         doc = kept[handle][0]
         try:
-            by_sheet = {}
-            for i in range(0, len(edits) - 4, 5):
-                sheet, row, col, kind, value = edits[i:i + 5]
-                cells = by_sheet.setdefault(sheet, ([], [], [], []))
-                cells[0].append(int(row) - 1)
-                cells[1].append(int(col) - 1)
-                cells[2].append(kind)
-                cells[3].append(float(value) if kind == 'n' else value)
+            if len(edits) % 5:
+                raise RuntimeError('変更の欄の数が合いません')
+            fields = [edits[i::5] for i in range(5)]
+            sheets, kinds = fields[0], fields[3]
+            rows = tuple(int(r) - 1 for r in fields[1])
+            cols = tuple(int(c) - 1 for c in fields[2])
+            values = tuple(float(v) if k == 'n' else v for k, v in zip(kinds, fields[4]))
             # Row heights stay as the file has them, as they do when the office reads a package:
             # it takes a row's height from the file instead of fitting it to the new texts.
             doc.IsAdjustHeightEnabled = False
-            for sheet, (rows, cols, kinds, values) in by_sheet.items():
-                if not doc.Sheets.hasByName(sheet):
-                    raise RuntimeError('シート「%s」がありません' % sheet)
-                edit_script().invoke((doc.Sheets.getByName(sheet), tuple(rows), tuple(cols),
-                                      tuple(kinds), tuple(values)), (), ())
-            if by_sheet:
+            missing = edit_script().invoke((doc, sheets, rows, cols, kinds, values, active_sheet),
+                                           (), ())[0]
+            if missing:
+                raise RuntimeError('シート「%s」がありません' % missing)
+            if edits:
                 doc.calculateAll()  # as the office does for a package that asks for it
-            if not doc.Sheets.hasByName(active_sheet):
-                raise RuntimeError('シート「%s」がありません' % active_sheet)
-            doc.getCurrentController().setActiveSheet(doc.Sheets.getByName(active_sheet))
             doc.storeToURL(url(target), props(FilterName=filter_name, Overwrite=True))
         finally:
             release(handle)
