@@ -9,6 +9,7 @@
 # LibreOffice column. Environment: WORK (scratch folder, default /tmp/sheaflow-bench).
 set -eu
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
+. "$ROOT/bench/common.sh"
 WORK=${WORK:-/tmp/sheaflow-bench}
 BOOKS=${1:-20}
 ROWS=${2:-20000}
@@ -19,20 +20,12 @@ cp -r "$SRC" "$WORK/blank-sf"
 cp -r "$SRC" "$WORK/blank-lo"
 mkdir -p "$WORK/blank-params"
 
-measure() {
-    log=$1; shift
-    if /usr/bin/time -f '%e %U %S' -o "$log.time" "$@" >"$log" 2>&1; then
-        awk '{ printf "%s %.2f", $1, $2 + $3 }' "$log.time"
-    else
-        echo "failed failed"
-    fi
-}
-s=$(measure "$WORK/blank-sf.log" "${SHEAFLOW_BIN:-$ROOT/build/sheaflow}" run すべてのシート_行 空白行削除 \
+s=$(measure "$WORK/blank-sf.log" "$SHEAFLOW" run すべてのシート_行 空白行削除 \
     --folder "$WORK/blank-sf" --yes --param-dir "$WORK/blank-params")
-l="- -"
-if command -v soffice >/dev/null && /usr/bin/python3 -c 'import uno' 2>/dev/null; then
+l="- - -"
+if [ $HAVE_LO = 1 ]; then
     l=$(measure "$WORK/blank-lo.log" /usr/bin/python3 "$ROOT/bench/lo_blank_rows.py" "$WORK/blank-lo")
 fi
-echo "sheaflow (wall cpu): $s"
-echo "libreoffice (wall cpu): $l"
-echo "$s $l" | awk '{ if ($1 > 0 && $3 != "-") printf "libreoffice / sheaflow: wall %.1fx, cpu %.1fx\n", $3 / $1, $4 / $2 }'
+echo "sheaflow (wall cpu peak_mb): $s"
+echo "libreoffice (wall cpu peak_mb): $l"
+echo "$s $l" | awk '{ if ($1 > 0 && $4 != "-") printf "libreoffice / sheaflow: wall %.1fx, cpu %.1fx\n", $4 / $1, $5 / $2 }'

@@ -12,14 +12,9 @@
 # folder holding node_modules), WORK (scratch folder, default /tmp/sheaflow-bench).
 set -eu
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
-SHEAFLOW=${SHEAFLOW:-$ROOT/build/sheaflow}
-# The shared folder and the peers sit beside the checkout (or beside the folder of worktrees).
-up() { for d in "$ROOT/../$1" "$ROOT/../../$1"; do [ -e "$d" ] && { (cd "$d" && pwd); return; }; done; echo "$ROOT/../$1"; }
-SHARED_BENCH=${SHARED_BENCH:-$(up shared/bench)}
-PEERS=${PEERS:-$(up peers)}
+. "$ROOT/bench/common.sh"
 WORK=${WORK:-/tmp/sheaflow-bench}
 WHICH=${1:-all}
-export NODE_PATH="$PEERS/node_modules"
 export LO_PROFILE="$WORK/lo-profile"
 FROM=東京
 TO=とうきょう
@@ -30,10 +25,8 @@ SEARCH_LARGE=No.42
 
 [ -x "$SHEAFLOW" ] || { echo "no $SHEAFLOW: run sh scripts/build first" >&2; exit 2; }
 HAVE_NODE=0; [ -d "$PEERS/node_modules/xlsx" ] && command -v node >/dev/null && HAVE_NODE=1
-HAVE_LO=0; command -v soffice >/dev/null && /usr/bin/python3 -c 'import uno' 2>/dev/null && HAVE_LO=1
 
 mkdir -p "$WORK"
-now() { date +%s.%N; }
 # Runs a command, prints its wall time in seconds (or "failed").
 timed() {
     log=$1; shift

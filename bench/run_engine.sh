@@ -19,9 +19,8 @@
 # SHARED_BENCH (gen-workload.js and peers/), PEERS (folder holding node_modules).
 set -eu
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
+. "$ROOT/bench/common.sh"
 BENCH=${BENCH_ENGINE:-$ROOT/build-bench/bench/bench_engine}
-SHARED_BENCH=${SHARED_BENCH:-$ROOT/../shared/bench}
-PEERS=${PEERS:-$ROOT/../peers}
 WORK=${WORK:-/tmp/sheaflow-engine-bench}
 BOOKS=${BOOKS:-3}
 ROWS=${ROWS:-20000}
@@ -32,7 +31,7 @@ TO=とうきょう
 [ -x "$BENCH" ] || { echo "no $BENCH: build the bench_engine target first" >&2; exit 2; }
 mkdir -p "$WORK"
 if [ ! -d "$WORK/in" ]; then
-    NODE_PATH="$PEERS/node_modules" node "$SHARED_BENCH/gen-workload.js" "$WORK/in" "$BOOKS" "$ROWS" >/dev/null
+    node "$SHARED_BENCH/gen-workload.js" "$WORK/in" "$BOOKS" "$ROWS" >/dev/null
 fi
 
 # Runs a job REPS times over every book (interleaved), then prints "median_ms max_rss_kb".
@@ -55,40 +54,29 @@ engine_job() {
         sort -n | awk '{ t[NR] = $1; if ($2 > m) m = $2 } END { printf "%.1f %d\n", t[int((NR + 1) / 2)], m }'
 }
 
-# Wall and processor seconds of a command and the processes it waited for ("wall cpu").
-measure() {
-    python3 -c 'import resource, subprocess, sys, time
-t = time.time()
-subprocess.run(sys.argv[1:], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-r = resource.getrusage(resource.RUSAGE_CHILDREN)
-print("%.3f %.3f" % (time.time() - t, r.ru_utime + r.ru_stime))' "$@"
-}
-
 for job in floor floor-sst floor-all read csv replace; do
     set -- $(engine_job "$job")
     eval "ms_$(echo $job | tr - _)=$1 rss_$(echo $job | tr - _)=$2"
 done
 
-HAVE_LO=0
-command -v soffice >/dev/null && /usr/bin/python3 -c 'import uno' 2>/dev/null && HAVE_LO=1
 if [ $HAVE_LO = 1 ]; then
     export LO_PROFILE="$WORK/lo-profile"
     LO=$SHARED_BENCH/peers/lo_uno.py
     mkdir -p "$WORK/empty"
     # One office per run: its start and stop, measured on an empty folder, is taken off and the
     # rest divided by the number of workbooks.
-    measure /usr/bin/python3 "$LO" search "$WORK/empty" "$FROM" "$WORK/lo.tsv" >/dev/null  # profile
-    set -- $(measure /usr/bin/python3 "$LO" search "$WORK/empty" "$FROM" "$WORK/lo.tsv")
+    measure "$WORK/lo.log" /usr/bin/python3 "$LO" search "$WORK/empty" "$FROM" "$WORK/lo.tsv" >/dev/null  # profile
+    set -- $(measure "$WORK/lo.log" /usr/bin/python3 "$LO" search "$WORK/empty" "$FROM" "$WORK/lo.tsv")
     start_wall=$1 start_cpu=$2
     per_book() {  # processor ms per workbook, the office's start and stop taken off
         set -- $("$@")
         awk -v c="$2" -v s="$start_cpu" -v n="$BOOKS" 'BEGIN { printf "%.0f", (c - s) * 1000 / n }'
     }
-    lo_read=$(per_book measure /usr/bin/python3 "$LO" search "$WORK/in" "$FROM" "$WORK/lo.tsv")
+    lo_read=$(per_book measure "$WORK/lo.log" /usr/bin/python3 "$LO" search "$WORK/in" "$FROM" "$WORK/lo.tsv")
     rm -rf "$WORK/lo-copy" && cp -r "$WORK/in" "$WORK/lo-copy"
-    lo_replace=$(per_book measure /usr/bin/python3 "$LO" replace "$WORK/lo-copy" "$FROM" "$TO")
+    lo_replace=$(per_book measure "$WORK/lo.log" /usr/bin/python3 "$LO" replace "$WORK/lo-copy" "$FROM" "$TO")
     rm -rf "$WORK/lo-csv"
-    lo_csv=$(per_book measure /usr/bin/python3 "$LO" export "$WORK/in" "$WORK/lo-csv")
+    lo_csv=$(per_book measure "$WORK/lo.log" /usr/bin/python3 "$LO" export "$WORK/in" "$WORK/lo-csv")
 fi
 
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", a / b }'; }

@@ -8,7 +8,7 @@
 # Peers: ExcelJS (node, $PEERS/node_modules), SheetJS (when installed there), LibreOffice
 # --convert-to for (a) and its Python-UNO combine for (d) (the small workload only unless
 # LO_LARGE=1: it needs gigabytes on the large one). Gnumeric is not run (no peer script).
-# Every command is measured by /usr/bin/time -v: wall seconds, processor seconds (user + system
+# Every command is measured by /usr/bin/time: wall seconds, processor seconds (user + system
 # of the command and its children) and peak resident memory; ratios are peer / Sheaflow.
 #
 # Usage: sh bench/run_export_combine.sh [small|large|both]      (default both)
@@ -16,11 +16,7 @@
 # Environment: SHEAFLOW (default build/sheaflow), SHARED_BENCH, PEERS, WORK (scratch folder).
 set -eu
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
-SHEAFLOW=${SHEAFLOW:-$ROOT/build/sheaflow}
-up() { for d in "$ROOT/../$1" "$ROOT/../../$1"; do [ -e "$d" ] && { (cd "$d" && pwd); return; }; done; echo "$ROOT/../$1"; }
-SHARED_BENCH=${SHARED_BENCH:-$(up shared/bench)}
-PEERS=${PEERS:-$(up peers)}
-export NODE_PATH="$PEERS/node_modules"
+. "$ROOT/bench/common.sh"
 WORK=${WORK:-/tmp/sheaflow-bench-export-combine}
 WHICH=${1:-both}
 JOBS=${JOBS:-a d}      # which of the two jobs to run
@@ -32,19 +28,9 @@ c++ -O2 -std=c++20 "$ROOT/bench/floor_jobs.cpp" -o "$FLOOR" \
 
 HAVE_EXCELJS=0; [ -d "$PEERS/node_modules/exceljs" ] && HAVE_EXCELJS=1
 HAVE_SHEETJS=0; [ -d "$PEERS/node_modules/xlsx" ] && HAVE_SHEETJS=1
-HAVE_LO=0; command -v soffice >/dev/null && HAVE_LO=1
-HAVE_UNO=0; [ $HAVE_LO = 1 ] && /usr/bin/python3 -c 'import uno' 2>/dev/null && HAVE_UNO=1
+HAVE_SOFFICE=0; command -v soffice >/dev/null && HAVE_SOFFICE=1
 export LO_PROFILE="$WORK/lo-profile"
 
-# measure NAME CMD...: runs CMD under /usr/bin/time -v; appends "NAME wall cpu rss_mb" to $RESULTS.
-measure() {
-    name=$1; shift
-    nice /usr/bin/time -v -o "$WORK/time.txt" "$@" >"$WORK/$name.log" 2>&1 || echo "  ($name failed: see $WORK/$name.log)"
-    awk -v n="$name" '
-        /Elapsed \(wall clock\)/ { split($NF, p, ":"); w = (length(p) == 3) ? p[1] * 3600 + p[2] * 60 + p[3] : p[1] * 60 + p[2] }
-        /User time/ { u = $NF } /System time/ { s = $NF } /Maximum resident/ { m = $NF }
-        END { printf "%s %.2f %.2f %.0f\n", n, w, u + s, m / 1024 }' "$WORK/time.txt" >>"$RESULTS"
-}
 
 report() {
     label=$1 base=$2
@@ -64,16 +50,16 @@ one_size() {
     case " $JOBS " in *" a "*) ;; *) combine_job "$size"; return ;; esac
     # (a) every sheet to CSV
     RESULTS="$WORK/$size-a.txt"; : >"$RESULTS"
-    measure floor "$FLOOR" "$IN"/*.xlsx
+    record floor "$FLOOR" "$IN"/*.xlsx
     rm -rf "$WORK/$size/csv-sf"; mkdir -p "$WORK/$size/csv-sf"
-    measure sheaflow "$SHEAFLOW" run すべてのシート_ファイル ＣＳＶで出力 --folder "$IN" --yes \
+    record sheaflow "$SHEAFLOW" run すべてのシート_ファイル ＣＳＶで出力 --folder "$IN" --yes \
         --param-dir "$WORK/params" --set "folder=$WORK/$size/csv-sf"
     if [ $HAVE_EXCELJS = 1 ]; then
-        rm -rf "$WORK/$size/csv-ej"; measure exceljs node "$SHARED_BENCH/peers/exceljs.js" export "$IN" "$WORK/$size/csv-ej"; fi
+        rm -rf "$WORK/$size/csv-ej"; record exceljs node "$SHARED_BENCH/peers/exceljs.js" export "$IN" "$WORK/$size/csv-ej"; fi
     if [ $HAVE_SHEETJS = 1 ]; then
-        rm -rf "$WORK/$size/csv-sj"; measure sheetjs node "$SHARED_BENCH/peers/sheetjs.js" export "$IN" "$WORK/$size/csv-sj"; fi
-    if [ $HAVE_LO = 1 ]; then
-        rm -rf "$WORK/$size/csv-lo"; measure libreoffice sh "$SHARED_BENCH/peers/lo_convert.sh" "$IN" "$WORK/$size/csv-lo"; fi
+        rm -rf "$WORK/$size/csv-sj"; record sheetjs node "$SHARED_BENCH/peers/sheetjs.js" export "$IN" "$WORK/$size/csv-sj"; fi
+    if [ $HAVE_SOFFICE = 1 ]; then
+        rm -rf "$WORK/$size/csv-lo"; record libreoffice sh "$SHARED_BENCH/peers/lo_convert.sh" "$IN" "$WORK/$size/csv-lo"; fi
     report "(a) every sheet to CSV, $size ($books books x 3 sheets x $rows rows); base = sheaflow" sheaflow
     echo "  CSV files: sheaflow $(ls "$WORK/$size/csv-sf" | wc -l)"
     case " $JOBS " in *" d "*) combine_job "$size" ;; esac
@@ -85,14 +71,14 @@ combine_job() {
     IN="$WORK/$size/in"
     RESULTS="$WORK/$size-d.txt"; : >"$RESULTS"
     rm -rf "$WORK/$size/comb-sf"; mkdir -p "$WORK/$size/comb-sf"
-    measure sheaflow "$SHEAFLOW" run ファイル すべてのファイルを１つのファイルにまとめる --folder "$IN" --yes \
+    record sheaflow "$SHEAFLOW" run ファイル すべてのファイルを１つのファイルにまとめる --folder "$IN" --yes \
         --param-dir "$WORK/params" --set "folder=$WORK/$size/comb-sf"
     if [ $HAVE_EXCELJS = 1 ]; then
-        measure exceljs node "$SHARED_BENCH/peers/exceljs.js" combine "$IN" "$WORK/$size/comb-ej.xlsx"; fi
+        record exceljs node "$SHARED_BENCH/peers/exceljs.js" combine "$IN" "$WORK/$size/comb-ej.xlsx"; fi
     if [ $HAVE_SHEETJS = 1 ]; then
-        measure sheetjs node "$SHARED_BENCH/peers/sheetjs.js" combine "$IN" "$WORK/$size/comb-sj.xlsx"; fi
-    if [ $HAVE_UNO = 1 ] && { [ "$size" = small ] || [ "${LO_LARGE:-0}" = 1 ]; }; then
-        measure libreoffice /usr/bin/python3 "$SHARED_BENCH/peers/lo_uno.py" combine "$IN" "$WORK/$size/comb-lo.xlsx"; fi
+        record sheetjs node "$SHARED_BENCH/peers/sheetjs.js" combine "$IN" "$WORK/$size/comb-sj.xlsx"; fi
+    if [ $HAVE_LO = 1 ] && { [ "$size" = small ] || [ "${LO_LARGE:-0}" = 1 ]; }; then
+        record libreoffice /usr/bin/python3 "$SHARED_BENCH/peers/lo_uno.py" combine "$IN" "$WORK/$size/comb-lo.xlsx"; fi
     report "(d) combine into one workbook, $size; base = sheaflow" sheaflow
     ls -l "$WORK/$size/comb-sf" | tail -n +2 | awk '{ printf "  combined: %s, %.1f MB\n", $NF, $5 / 1048576 }'
 }

@@ -10,6 +10,7 @@
 # folder from round to round, as a user's is kept.
 set -eu
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
+. "$ROOT/bench/common.sh"
 N=${1:-528}
 WORK=${WORK:-/tmp/sheaflow-gui-bench}
 SEARCH=東京
@@ -21,7 +22,6 @@ while [ $i -lt "$N" ]; do
     cp "$ROOT/tests/data/$src" "$WORK/books/book_$i.xlsx"
     i=$((i + 1))
 done
-now() { date +%s.%N; }
 
 # Alternating rounds; the median of each side, since the machine is shared.
 ROUNDS=${ROUNDS:-3}
@@ -31,7 +31,7 @@ median() { sort -n | awk '{a[NR]=$1} END {print a[int((NR + 1) / 2)]}'; }
 r=0
 while [ $r -lt "$ROUNDS" ]; do
     t0=$(now)
-    "$ROOT/build/sheaflow" run すべてのシート_セル 文字列検索 --folder "$WORK/books" --yes \
+    "$SHEAFLOW" run すべてのシート_セル 文字列検索 --folder "$WORK/books" --yes \
         --param-dir "$WORK/params" --set "search=$SEARCH" --out "$WORK/cli.tsv" 2>"$WORK/cli.log" || true
     t1=$(now)
     echo "$t1 - $t0" | bc -l >>"$WORK/cli.times"

@@ -17,25 +17,16 @@
 # (the jobs to run, default all).
 set -eu
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
+. "$ROOT/bench/common.sh"
 WORK=${WORK:-/tmp/sheaflow-bench}
 BOOKS=${1:-3}
 ROWS=${2:-20000}
 JOBS=${JOBS:-"rowdel rowins every coldel colins blank"}
-BIN=${SHEAFLOW_BIN:-$ROOT/build/sheaflow}
 SRC="$WORK/src/blank-$BOOKS-$ROWS"
 [ -d "$SRC" ] || /usr/bin/python3 "$ROOT/bench/gen_blank_rows.py" "$SRC" "$BOOKS" "$ROWS"
-HAVE_LO=0
-command -v soffice >/dev/null && /usr/bin/python3 -c 'import uno' 2>/dev/null && HAVE_LO=1
 
 # "<cpu s>" of a command (children included), or "failed".
-measure() {
-    log=$1; shift
-    if /usr/bin/time -f '%U %S' -o "$log.time" "$@" >"$log" 2>&1; then
-        awk '{ printf "%.2f", $1 + $2 }' "$log.time"
-    else
-        echo failed
-    fi
-}
+cpu() { measure "$@" | cut -d' ' -f2; }
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (a + 0 > 0 && b + 0 > 0) printf "%.1fx", b / a; else print "-" }'; }
 
 # The operation and settings of a job (words without spaces).
@@ -53,7 +44,7 @@ job_args() {
 sheaflow_job() {
     log=$1 job=$2
     # shellcheck disable=SC2046
-    measure "$log" "$BIN" run $(job_args $job) --folder "$WORK/lines-sf" --yes \
+    cpu "$log" "$SHEAFLOW" run $(job_args $job) --folder "$WORK/lines-sf" --yes \
         --param-dir "$WORK/lines-params"
 }
 
@@ -71,9 +62,9 @@ for job in $JOBS; do
     if [ $HAVE_LO = 1 ]; then
         fresh "$WORK/lines-lo"
         if [ $job = blank ]; then
-            l=$(measure "$WORK/lines-$job-lo.log" /usr/bin/python3 "$ROOT/bench/lo_blank_rows.py" "$WORK/lines-lo")
+            l=$(cpu "$WORK/lines-$job-lo.log" /usr/bin/python3 "$ROOT/bench/lo_blank_rows.py" "$WORK/lines-lo")
         else
-            l=$(measure "$WORK/lines-$job-lo.log" /usr/bin/python3 "$ROOT/bench/lo_lines.py" "$WORK/lines-lo" $job)
+            l=$(cpu "$WORK/lines-$job-lo.log" /usr/bin/python3 "$ROOT/bench/lo_lines.py" "$WORK/lines-lo" $job)
         fi
     fi
     printf '%-8s %10s %12s %14s %16s\n' $job "${s}s" "${l}s" "$(ratio "$s" "$l")" "$(ratio "$floor" "$s")"

@@ -2,7 +2,7 @@
 # Exporting every module of 200 macro workbooks (マクロエクスポート over one folder, one run of
 # the command-line program) beside LibreOffice reading the same workbooks and listing the Basic
 # modules it imported from their VBA projects (one headless LibreOffice for all of them, through
-# tests/data/lo_basic.py), in one invocation. Each is measured by /usr/bin/time -v: wall seconds,
+# tests/data/lo_basic.py), in one invocation. Each is measured by /usr/bin/time: wall seconds,
 # processor seconds of the command and its children, peak resident memory; ratio LibreOffice /
 # Sheaflow.
 #
@@ -11,8 +11,7 @@
 # Environment: SHEAFLOW (default build/sheaflow), CORPUS, WORK (scratch folder).
 set -eu
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
-SHEAFLOW=${SHEAFLOW:-$ROOT/build/sheaflow}
-up() { for d in "$ROOT/../$1" "$ROOT/../../$1"; do [ -e "$d" ] && { (cd "$d" && pwd); return; }; done; echo "$ROOT/../$1"; }
+. "$ROOT/bench/common.sh"
 CORPUS=${CORPUS:-$(up shared/corpus)}
 WORK=${WORK:-/tmp/sheaflow-bench-macro-export}
 BOOKS=${1:-200}
@@ -31,18 +30,10 @@ done
 chmod u+w "$WORK"/in/*
 
 RESULTS="$WORK/results.txt"; : >"$RESULTS"
-measure() {
-    name=$1; shift
-    nice /usr/bin/time -v -o "$WORK/time.txt" "$@" >"$WORK/$name.log" 2>&1 || echo "  ($name failed: see $WORK/$name.log)"
-    awk -v n="$name" '
-        /Elapsed \(wall clock\)/ { split($NF, p, ":"); w = (length(p) == 3) ? p[1] * 3600 + p[2] * 60 + p[3] : p[1] * 60 + p[2] }
-        /User time/ { u = $NF } /System time/ { s = $NF } /Maximum resident/ { m = $NF }
-        END { printf "%s %.2f %.2f %.0f\n", n, w, u + s, m / 1024 }' "$WORK/time.txt" >>"$RESULTS"
-}
-measure sheaflow "$SHEAFLOW" run ツール "マクロエクスポート（すべて）" --folder "$WORK/in" --yes \
+record sheaflow "$SHEAFLOW" run ツール "マクロエクスポート（すべて）" --folder "$WORK/in" --yes \
     --param-dir "$WORK/params" --set "folder=$WORK/out"
-if command -v soffice >/dev/null && /usr/bin/python3 -c 'import uno' 2>/dev/null; then
-    measure libreoffice /usr/bin/python3 "$ROOT/tests/data/lo_basic.py" "$WORK"/in/*.xlsm
+if [ $HAVE_LO = 1 ]; then
+    record libreoffice /usr/bin/python3 "$ROOT/tests/data/lo_basic.py" "$WORK"/in/*.xlsm
 fi
 echo "every module of $BOOKS macro workbooks ($# distinct projects)"
 awk '{ name[NR] = $1; w[$1] = $2; c[$1] = $3; m[$1] = $4 }

@@ -9,6 +9,7 @@
 # column. Environment: WORK (scratch folder, default /tmp/sheaflow-bench).
 set -eu
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
+. "$ROOT/bench/common.sh"
 WORK=${WORK:-/tmp/sheaflow-bench}
 N=${1:-200}
 SRC="$WORK/src/view-$N"
@@ -17,26 +18,18 @@ rm -rf "$WORK/view-sf" "$WORK/view-lo" "$WORK/view-params"
 cp -r "$SRC" "$WORK/view-sf"
 cp -r "$SRC" "$WORK/view-lo"
 mkdir -p "$WORK/view-params"
-SF=${SHEAFLOW_BIN:-$ROOT/build/sheaflow}
+SF=$SHEAFLOW
 
-measure() {
-    log=$1; shift
-    if /usr/bin/time -f '%e %U %S' -o "$log.time" "$@" >"$log" 2>&1; then
-        awk '{ printf "%s %.2f", $1, $2 + $3 }' "$log.time"
-    else
-        echo "failed failed"
-    fi
-}
 # The three runs as one command, so that one time covers them.
 BATCH="P='--folder $WORK/view-sf --yes --param-dir $WORK/view-params';
 \"$SF\" run 表示 枠の固定 \$P --set action=unfreeze --set target=all &&
 \"$SF\" run 表示 ズーム \$P --set zoom=100 --set target=all &&
 \"$SF\" run 編集 ジャンプ \$P --set cell=A1 --set target=all --set activate=first"
 s=$(measure "$WORK/view-sf.log" sh -c "$BATCH")
-l="- -"
-if command -v soffice >/dev/null && /usr/bin/python3 -c 'import uno' 2>/dev/null; then
+l="- - -"
+if [ $HAVE_LO = 1 ]; then
     l=$(measure "$WORK/view-lo.log" /usr/bin/python3 "$ROOT/bench/lo_open_same_way.py" "$WORK/view-lo")
 fi
-echo "sheaflow (wall cpu): $s"
-echo "libreoffice (wall cpu): $l"
-echo "$s $l" | awk '{ if ($1 > 0 && $3 != "-") printf "libreoffice / sheaflow: wall %.1fx, cpu %.1fx\n", $3 / $1, $4 / $2 }'
+echo "sheaflow (wall cpu peak_mb): $s"
+echo "libreoffice (wall cpu peak_mb): $l"
+echo "$s $l" | awk '{ if ($1 > 0 && $4 != "-") printf "libreoffice / sheaflow: wall %.1fx, cpu %.1fx\n", $4 / $1, $5 / $2 }'

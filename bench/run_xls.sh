@@ -11,18 +11,14 @@
 # node_modules), WORK (scratch folder).
 set -eu
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
-SHEAFLOW=${SHEAFLOW:-$ROOT/build/sheaflow}
-up() { for d in "$ROOT/../$1" "$ROOT/../../$1"; do [ -e "$d" ] && { (cd "$d" && pwd); return; }; done; echo "$ROOT/../$1"; }
-SHARED_BENCH=${SHARED_BENCH:-$(up shared/bench)}
-PEERS=${PEERS:-$(up peers)}
-export NODE_PATH="$PEERS/node_modules"
+. "$ROOT/bench/common.sh"
 WORK=${WORK:-/tmp/sheaflow-bench-xls}
 BOOKS=${1:-200}
 ROWS=${2:-200}
 FROM=東京
 TO=とうきょう
 [ -x "$SHEAFLOW" ] || { echo "no $SHEAFLOW: run sh scripts/build first" >&2; exit 2; }
-command -v soffice >/dev/null && /usr/bin/python3 -c 'import uno' 2>/dev/null ||
+[ $HAVE_LO = 1 ] ||
     { echo "LibreOffice with python3-uno is needed" >&2; exit 2; }
 
 rm -rf "$WORK"
@@ -45,7 +41,6 @@ cp -r "$WORK/xls" "$WORK/sf"
 cp -r "$WORK/xls" "$WORK/lo"
 cp -r "$WORK/xls" "$WORK/floor"
 
-now() { date +%s.%N; }
 t0=$(now)
 "$SHEAFLOW" run すべてのシート_セル 文字列置換 --folder "$WORK/sf" --yes --param-dir "$WORK/params" \
     --set "search=$FROM" --set "replace=$TO" --set match_case=0 --set match_byte=1 \
