@@ -42,8 +42,8 @@ public:
     virtual Result<std::string> convert_and_keep(const std::string& from, const std::string& to,
                                                  std::string_view filter) = 0;
     // Writes `edits` into the kept document, makes `active_sheet` its active sheet and stores it
-    // as `to` through the export filter;
-    // the document is closed either way. Fails when the office that kept it has ended since.
+    // as `to` through the export filter; the document is closed either way. Fails when the
+    // office that kept it has ended since.
     virtual Result<void> store_kept(const std::string& handle,
                                     const std::vector<OfficeCellEdit>& edits,
                                     const std::string& active_sheet, const std::string& to,

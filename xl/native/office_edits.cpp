@@ -187,20 +187,31 @@ std::optional<Edits> office_cell_edits(const Package& pkg, const std::vector<Off
                                        const std::string& strings_part) {
     std::unordered_map<std::string, const OfficeSheet*> by_part;
     for (const OfficeSheet& s : sheets) by_part.emplace(s.part, &s);
+    // Each part is read once in both versions, as opened and as it is now.
+    struct Versions {
+        std::string then, now;
+    };
+    std::unordered_map<std::string, Versions> read;
+    auto versions = [&](const std::string& name) -> Versions* {
+        if (auto it = read.find(name); it != read.end()) return &it->second;
+        auto then = pkg.read_original(name);
+        auto now = pkg.read(name);
+        if (!then || !now) return nullptr;  // added or removed
+        return &read.emplace(name, Versions{std::move(*then), std::move(*now)}).first->second;
+    };
     bool strings_changed = false;
     std::vector<const OfficeSheet*> changed_sheets;
     for (const std::string& name : pkg.changed_parts()) {
-        auto now = pkg.read(name);
-        auto then = pkg.read_original(name);
-        if (!now || !then) return std::nullopt;  // added or removed
-        if (*now == *then) continue;
+        const Versions* v = versions(name);
+        if (!v) return std::nullopt;
+        if (v->now == v->then) continue;
         if (!strings_part.empty() && name == strings_part)
             strings_changed = true;
         else if (name == workbook_part) {
             // Besides the active tab, the engine asks for a full calculation once cells have
             // changed; the office calculates the document it keeps after writing the edits.
-            auto plain_now = without_attributes(*now, {"activeTab", "fullCalcOnLoad"});
-            auto plain_then = without_attributes(*then, {"activeTab", "fullCalcOnLoad"});
+            auto plain_now = without_attributes(v->now, {"activeTab", "fullCalcOnLoad"});
+            auto plain_then = without_attributes(v->then, {"activeTab", "fullCalcOnLoad"});
             if (!plain_now || !plain_then || *plain_now != *plain_then) return std::nullopt;
         } else if (auto it = by_part.find(name); it != by_part.end())
             changed_sheets.push_back(it->second);
@@ -214,22 +225,20 @@ std::optional<Edits> office_cell_edits(const Package& pkg, const std::vector<Off
     }
     SharedStrings strings_before, strings_after;
     if (!strings_part.empty() && pkg.has(strings_part)) {
-        auto then = pkg.read_original(strings_part);
-        auto now = pkg.read(strings_part);
-        if (!then || !now || !strings_before.parse(*then, strings_part) ||
-            !strings_after.parse(*now, strings_part))
+        const Versions* v = versions(strings_part);
+        if (!v || !strings_before.parse(v->then, strings_part) ||
+            !strings_after.parse(v->now, strings_part))
             return std::nullopt;
     }
     Edits edits;
     std::size_t cells = 0;
     for (const OfficeSheet* s : changed_sheets) {
-        auto then = pkg.read_original(s->part);
-        auto now = pkg.read(s->part);
-        if (!then || !now) return std::nullopt;
-        const bool same_text = *then == *now;
+        Versions* v = versions(s->part);
+        if (!v) return std::nullopt;
+        const bool same_text = v->then == v->now;
         WorksheetPart before, after;
-        if (!before.parse(std::move(*then), s->part)) return std::nullopt;
-        if (!same_text && !after.parse(std::move(*now), s->part)) return std::nullopt;
+        if (!before.parse(std::move(v->then), s->part)) return std::nullopt;
+        if (!same_text && !after.parse(std::move(v->now), s->part)) return std::nullopt;
         if (!sheet_edits(s->name, before, strings_before, same_text ? before : after, strings_after,
                          edits))
             return std::nullopt;
